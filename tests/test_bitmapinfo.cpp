@@ -1,0 +1,122 @@
+// Heap copies of BITMAPINFO blocks and palette sizes.
+#include <vqutil/core.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#if defined(__SANITIZE_ADDRESS__)
+// Part of the sanitizer runtime; the exact size a block was allocated with.
+extern "C" size_t __sanitizer_get_allocated_size(const volatile void* p);
+#define VQ_ALLOCATED_BYTES(p) static_cast<long>(__sanitizer_get_allocated_size(p))
+#else
+#define VQ_ALLOCATED_BYTES(p) -1L
+#endif
+
+namespace {
+
+// A header of `bitCount` bits and `used` colours followed by `entries` colour
+// entries numbered 1, 2, 3, ... in their blue byte.
+struct InfoBlock {
+    std::vector<unsigned char> bytes;
+    tagBITMAPINFO* info() { return reinterpret_cast<tagBITMAPINFO*>(bytes.data()); }
+};
+
+InfoBlock makeInfo(int bitCount, uint32_t used, int entries) {
+    InfoBlock block;
+    block.bytes.assign(40 + 4 * static_cast<size_t>(entries), 0);
+    tagBITMAPINFOHEADER header{};
+    header.biSize = 40;
+    header.biWidth = 16;
+    header.biHeight = -8;
+    header.biPlanes = 1;
+    header.biBitCount = static_cast<uint16_t>(bitCount);
+    header.biClrUsed = used;
+    std::memcpy(block.bytes.data(), &header, sizeof header);
+    for (int i = 0; i < entries; ++i)
+        block.bytes[40 + 4 * i] = static_cast<unsigned char>(i + 1);
+    return block;
+}
+
+// Checks the copy against the source over `entries` entries, and, under the
+// address sanitizer, that exactly 40 + 4 x entries bytes were allocated.
+void expectCopy(tagBITMAPINFO* copy, InfoBlock& src, long entries) {
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(std::memcmp(copy, src.bytes.data(), 40 + 4 * entries), 0);
+    const long allocated = VQ_ALLOCATED_BYTES(copy);
+    if (allocated >= 0) {
+        EXPECT_EQ(allocated, 40 + 4 * entries);
+    }
+    delete copy;  // the plain delete callers use
+}
+
+}  // namespace
+
+TEST(BitmapInfo, CopiesHeaderAndTheColoursItDeclares) {
+    const struct { int bitCount; uint32_t used; long entries; } cases[] = {
+        {24, 0, 1}, {16, 0, 1}, {32, 0, 1},   // no palette: one entry (BI_BITFIELDS room)
+        {1, 0, 2}, {4, 0, 16}, {8, 0, 256},   // 2^bits
+        {8, 3, 3}, {24, 5, 5},                // biClrUsed wins
+    };
+    for (const auto& c : cases) {
+        InfoBlock src = makeInfo(c.bitCount, c.used, 256);
+        expectCopy(CreateNewBitmapInfo(src.info()), src, c.entries);
+    }
+    EXPECT_EQ(CreateNewBitmapInfo(nullptr), nullptr);
+}
+
+TEST(BitmapInfo, AbsurdCountsAreBoundedToAFullPalette) {
+    for (auto [bitCount, used] : {std::pair{8, 1000000000u}, std::pair{12, 0u}, std::pair{15, 0u}}) {
+        InfoBlock src = makeInfo(bitCount, used, 256);
+        tagBITMAPINFO* copy = CreateNewBitmapInfo(src.info());
+        ASSERT_NE(copy, nullptr);
+        EXPECT_EQ(copy->bmiHeader.biClrUsed, used) << "the header is copied as it stands";
+        expectCopy(copy, src, 256);
+    }
+}
+
+TEST(BitmapInfo, NewColourCountGrowsWithZerosAndShrinks) {
+    InfoBlock src = makeInfo(8, 4, 4);
+    tagBITMAPINFO* grown = CreateNewBmpInfoColor(src.info(), 16);
+    ASSERT_NE(grown, nullptr);
+    EXPECT_EQ(grown->bmiHeader.biClrUsed, 16u);
+    EXPECT_EQ(grown->bmiHeader.biBitCount, 8);
+    const auto* colours = reinterpret_cast<const unsigned char*>(grown) + 40;
+    EXPECT_EQ(colours[4 * 3], 4) << "declared entries copied";
+    EXPECT_EQ(colours[4 * 4], 0) << "entries beyond the source are zero, not read";
+    EXPECT_EQ(colours[4 * 15], 0);
+    const long allocated = VQ_ALLOCATED_BYTES(grown);
+    if (allocated >= 0) {
+        EXPECT_EQ(allocated, 40 + 4 * 16);
+    }
+    delete grown;
+
+    tagBITMAPINFO* shrunk = CreateNewBmpInfoColor(src.info(), 2);
+    ASSERT_NE(shrunk, nullptr);
+    EXPECT_EQ(shrunk->bmiHeader.biClrUsed, 2u);
+    delete shrunk;
+
+    tagBITMAPINFO* none = CreateNewBmpInfoColor(src.info(), -5);
+    ASSERT_NE(none, nullptr);
+    EXPECT_EQ(none->bmiHeader.biClrUsed, 0u);
+    EXPECT_EQ(none->bmiHeader.biWidth, 16);
+    delete none;
+
+    tagBITMAPINFO* capped = CreateNewBmpInfoColor(src.info(), 1 << 30);
+    ASSERT_NE(capped, nullptr);
+    EXPECT_EQ(capped->bmiHeader.biClrUsed, 256u);
+    delete capped;
+    EXPECT_EQ(CreateNewBmpInfoColor(nullptr, 3), nullptr);
+}
+
+TEST(BitmapInfo, PaletteEntriesForSmallDepthsOnly) {
+    const struct { int bitCount; long entries; } cases[] = {
+        {1, 2}, {4, 16}, {8, 256}, {16, 0}, {24, 0}, {32, 0}};
+    for (const auto& c : cases) {
+        InfoBlock src = makeInfo(c.bitCount, 0, 0);
+        EXPECT_EQ(GetPaletteEntry(src.info()), c.entries) << c.bitCount;
+    }
+    EXPECT_EQ(GetPaletteEntry(nullptr), 0);
+}
