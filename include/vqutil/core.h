@@ -306,13 +306,20 @@ public:
     bool GetSubImg(int, int, QImageEx& img, int);
 
     // --- forwarding to operations of other families --------------------------
-    // Mirror (MirrorDib), Scale and ScaleAll (ScaleDibAll) and ConvertToGray
-    // (Dib2Gray) arrive with their operations; until then the first three
-    // return false and ConvertToGray does nothing.
-    bool Mirror(int how);
-    bool Scale(long width, long height, bool);
+    // Declared with the handle; each is defined together with the operation
+    // it forwards to, and links from then on.
+    bool Mirror(int how);                        // MirrorDib
+    bool Scale(long width, long height, bool);   // ScaleDibAll
     bool ScaleAll(long width, long height, bool);
-    void ConvertToGray(int);
+    void ConvertToGray(int);                     // Dib2Gray(image, nullptr)
+    // Table-driven colour corrections applied through AdjustRGBOffset.
+    static void Contrast(QImageEx& image, const QImageEx* mask, double red, double green, double blue,
+                         unsigned long);
+    static void Gramma(QImageEx& image, const QImageEx* mask, int red, int green, int blue);
+    static void ColorBalana(QImageEx& image, const QImageEx* mask, int red, int green, int blue);
+    static void adjustBrightAndContrast(QImageEx& image, const QImageEx* mask, double contrast,
+                                        double brightness);
+    static void adjustColor(QImageEx& image, const QImageEx* mask, double contrast, int offset, int);
 
     // --- plain settings -----------------------------------------------------
     void SetBlurEdge(bool blurEdge);
@@ -370,6 +377,10 @@ public:
     void copy(const QImageEx&);
 
 protected:
+    static bool getColorMapByContrast(unsigned char* red, unsigned char* green, unsigned char* blue,
+                                      double redContrast, double greenContrast, double blueContrast,
+                                      unsigned long);
+
     int32_t m_blurEdge = 1;       // a BOOL slot; set by SetBlurEdge, read by nobody
     int32_t m_inflateType = 0;
     QString m_objPath;

@@ -72,16 +72,11 @@ bool CDib::save(const QString& path) {
     return true;
 }
 
-// --- conversions and forwarding ------------------------------------------------------------
+// --- conversions ------------------------------------------------------------
 
 bool CDib::ConvertTo24Bit() { return AnyConvertTo24Bit(m_image); }
 bool CDib::AddNoise(unsigned int) { return AnyConvertTo24Bit(m_image); }
 bool CDib::GetSubImg(int a, int b, QImageEx& img, int c) { return Deflate8Bit(a, b, img, c); }
-
-bool CDib::Mirror(int) { return false; }
-bool CDib::Scale(long, long, bool) { return false; }
-bool CDib::ScaleAll(long, long, bool) { return false; }
-void CDib::ConvertToGray(int) {}
 
 // --- plain settings ------------------------------------------------------------------------
 
