@@ -5,11 +5,15 @@
 #include <vqutil/qimageex.h>
 
 #include <QImage>
+#include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace vqtest {
 
@@ -50,5 +54,56 @@ inline uint32_t pixelWord(const QImage& image, int x, int y) {
     std::memcpy(&word, image.constScanLine(y) + 4 * x, 4);
     return word;
 }
+
+// A w x h image whose pixels are given row by row: bytes for 8-bit formats,
+// 0xAARRGGBB words for 32-bit ones.
+inline QImage imageOf(int w, int h, QImage::Format format, std::initializer_list<uint32_t> pixels) {
+    QImage image(w, h, format);
+    image.fill(0u);
+    auto it = pixels.begin();
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w && it != pixels.end(); ++x, ++it) {
+            if (image.depth() == 8)
+                image.scanLine(y)[x] = static_cast<uint8_t>(*it);
+            else
+                std::memcpy(image.scanLine(y) + 4 * x, &*it, 4);
+        }
+    return image;
+}
+
+inline QImage filled(int w, int h, QImage::Format format, uint32_t value) {
+    QImage image(w, h, format);
+    image.fill(value);
+    return image;
+}
+
+// The bytes of row y from column `from` on (`count` of them).
+inline std::vector<int> rowOf(const QImage& image, int y, int from = 0, int count = -1) {
+    const uint8_t* row = image.constScanLine(y);
+    if (count < 0)
+        count = static_cast<int>(usedRowBytes(image)) - from;
+    return std::vector<int>(row + from, row + from + count);
+}
+
+// Collects what the library prints through Qt's debug logger while alive.
+class DebugMessages {
+public:
+    DebugMessages() {
+        messages().clear();
+        previous() = qInstallMessageHandler(&DebugMessages::collect);
+    }
+    ~DebugMessages() { qInstallMessageHandler(previous()); }
+    static QStringList& messages() {
+        static QStringList list;
+        return list;
+    }
+
+private:
+    static QtMessageHandler& previous() {
+        static QtMessageHandler handler = nullptr;
+        return handler;
+    }
+    static void collect(QtMsgType, const QMessageLogContext&, const QString& message) { messages() << message; }
+};
 
 }  // namespace vqtest

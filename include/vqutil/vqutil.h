@@ -3,3 +3,5 @@
 
 #include <vqutil/qimageex.h>
 #include <vqutil/core.h>
+#include <vqutil/composite.h>
+#include <vqutil/transform.h>

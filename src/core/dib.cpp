@@ -1,5 +1,6 @@
 // CDib: the image handle of the older bitmap interface over one QImageEx.
 #include <vqutil/core.h>
+#include <vqutil/transform.h>
 
 CDib::CDib() = default;
 CDib::CDib(const CDib& other) = default;
@@ -77,6 +78,12 @@ bool CDib::save(const QString& path) {
 bool CDib::ConvertTo24Bit() { return AnyConvertTo24Bit(m_image); }
 bool CDib::AddNoise(unsigned int) { return AnyConvertTo24Bit(m_image); }
 bool CDib::GetSubImg(int a, int b, QImageEx& img, int c) { return Deflate8Bit(a, b, img, c); }
+
+// --- forwarding to operations of other families ----------------------------------------------
+
+bool CDib::Mirror(int how) { return MirrorDib(m_image, how); }
+bool CDib::Scale(long width, long height, bool b) { return ScaleDibAll(m_image, width, height, b); }
+bool CDib::ScaleAll(long width, long height, bool b) { return ScaleDibAll(m_image, width, height, b); }
 
 // --- plain settings ------------------------------------------------------------------------
 

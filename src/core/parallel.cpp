@@ -1,11 +1,9 @@
 #include "parallel.h"
 
+#include "image_rows.h"
+
 #include <QSemaphore>
 #include <QThreadPool>
-
-#include <algorithm>
-#include <climits>
-#include <cstdint>
 
 // Qt's pool and semaphore synchronise through futexes that ThreadSanitizer
 // does not see; tell it about the two hand-overs (task start, band end).
@@ -19,12 +17,6 @@
 #endif
 
 namespace vq {
-
-namespace {
-
-int clampToInt(int64_t v) { return static_cast<int>(std::clamp<int64_t>(v, INT_MIN, INT_MAX)); }
-
-}  // namespace
 
 BandPlan planRowBands(int firstRow, int rowCount) {
     BandPlan plan;

@@ -1,0 +1,10 @@
+// Processor features for the runtime-dispatched vector paths. The library is
+// built for baseline x86-64; a kernel compiled for a newer instruction set is
+// only called when the processor reports it.
+#pragma once
+
+namespace vq {
+
+bool cpuHasSse41();
+
+}  // namespace vq

@@ -1,0 +1,137 @@
+// Placing images in rectangles of others, and block copies.
+#include <vqutil/composite.h>
+
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+using vqtest::filled;
+using vqtest::pixelWord;
+using vqtest::randomImage;
+using vqtest::sameBytes;
+
+namespace {
+
+const QImage::Format kArgb = QImage::Format_ARGB32;
+const QImage::Format kGrey = QImage::Format_Grayscale8;
+
+// Draws a 1 x 1 source pixel onto a 1 x 1 destination pixel.
+uint32_t drawPixel(uint32_t dst, uint32_t src, bool replace, bool keepMax, int channels, bool flatten = false,
+                   bool grayFromBlue = false) {
+    QImageEx d = filled(1, 1, kArgb, dst);
+    EXPECT_TRUE(drawImageOnImage(d, QRect(0, 0, 1, 1), filled(1, 1, kArgb, src), QRect(), replace, keepMax, channels,
+                                 flatten, grayFromBlue));
+    return pixelWord(d, 0, 0);
+}
+
+unsigned over(unsigned s, unsigned d, unsigned a) { return (s * a + d * (255 - a)) / 255; }
+
+}  // namespace
+
+TEST(DrawImageOnImage, BlendsSourceOverDestination) {
+    EXPECT_EQ(drawPixel(0x00123456u, 0x40ABCDEFu, false, false, 15), 0x40ABCDEFu) << "transparent destination";
+
+    const uint32_t d = 0xFF102030u, s = 0x80F0E0D0u;
+    const uint32_t blended = drawPixel(d, s, false, false, 15);
+    EXPECT_EQ(blended >> 24, 191u) << "(128 x 128 + 255 x 127) / 255";
+    EXPECT_EQ(blended & 0xFFFFFFu, over(0xF0, 0x10, 128) << 16 | over(0xE0, 0x20, 128) << 8 | over(0xD0, 0x30, 128));
+    EXPECT_EQ(drawPixel(d, s, false, true, 15) >> 24, 255u) << "keepMaxAlpha";
+    EXPECT_EQ(drawPixel(0x40102030u, s, false, true, 15) >> 24, 128u);
+    // Only green chosen: blue and red keep the destination.
+    EXPECT_EQ(drawPixel(d, s, false, false, 2), 0xBF100030u | over(0xE0, 0x20, 128) << 8);
+}
+
+TEST(DrawImageOnImage, ReplacePaths) {
+    const uint32_t d = 0x7F102030u, s = 0x80F0E0D0u;
+    EXPECT_EQ(drawPixel(d, s, true, false, 15, true, true), s) << "whole pixels ignore the flattening flags";
+    EXPECT_EQ(drawPixel(d, s, true, false, 1, false, true), 0x7FD0D0D0u) << "grey from blue";
+    const unsigned flatBlue = 127 + 0xD0 * 128 / 255;
+    EXPECT_EQ(drawPixel(d, s, true, false, 1, true, true), 0x7F000000u | flatBlue * 0x010101u);
+    EXPECT_EQ(drawPixel(d, s, true, false, 4, false, false), 0x7FF02030u) << "red only";
+    EXPECT_EQ(drawPixel(d, s, true, false, 4, true, false), 0x7F002030u | (0xF0 * 128 / 255 + 127) << 16);
+}
+
+TEST(DrawImageOnImage, GreySourcesAndDestinationFormats) {
+    QImageEx argb = filled(2, 1, kArgb, 0x00000000u);
+    ASSERT_TRUE(drawImageOnImage(argb, QRect(0, 0, 2, 1), filled(2, 1, kGrey, 0x42), QRect(), false, false, 1, false,
+                                 false));
+    EXPECT_EQ(pixelWord(argb, 1, 0), 0xFF424242u) << "grey into 32 bits: opaque grey, whatever the flags";
+
+    QImageEx grey = filled(2, 1, kGrey, 0);
+    ASSERT_TRUE(drawImageOnImage(grey, QRect(0, 0, 2, 1), filled(2, 1, kGrey, 0x42), QRect(), false, false, 15, false,
+                                 false));
+    EXPECT_EQ(grey.constScanLine(0)[1], 0x42);
+
+    QImageEx bgr = filled(2, 1, QImage::Format_RGB888, 0);
+    EXPECT_FALSE(drawImageOnImage(bgr, QRect(0, 0, 2, 1), filled(2, 1, kGrey, 1), QRect(), false, false, 15, false,
+                                  false));
+
+    QImageEx becomesArgb = filled(2, 1, kGrey, 9);
+    ASSERT_TRUE(drawImageOnImage(becomesArgb, QRect(0, 0, 1, 1), filled(1, 1, kArgb, 0xFF0000FFu), QRect(), true,
+                                 false, 15, false, false));
+    EXPECT_EQ(becomesArgb.format(), kArgb);
+    EXPECT_EQ(pixelWord(becomesArgb, 0, 0), 0xFF0000FFu);
+    EXPECT_EQ(pixelWord(becomesArgb, 1, 0), 0xFF090909u);
+}
+
+TEST(DrawImageOnImage, ScalesSmoothlyIntoTheRectangle) {
+    const QImageEx src = randomImage(3, 2, kArgb);
+    QImageEx dst = filled(10, 10, kArgb, 0);
+    ASSERT_TRUE(drawImageOnImage(dst, QRect(2, 3, 6, 5), src, QRect(), true, false, 15, false, false));
+    const QImage expected = src.QImage::scaled(6, 5, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    EXPECT_TRUE(sameBytes(dst.QImage::copy(2, 3, 6, 5), expected));
+    EXPECT_EQ(pixelWord(dst, 1, 3), 0u);
+
+    QImageEx part = filled(4, 4, kArgb, 0);
+    ASSERT_TRUE(drawImageOnImage(part, QRect(0, 0, 2, 2), src, QRect(1, 0, 2, 2), true, false, 15, false, false));
+    EXPECT_EQ(pixelWord(part, 0, 0), pixelWord(src, 1, 0));
+    EXPECT_EQ(pixelWord(part, 1, 1), pixelWord(src, 2, 1));
+}
+
+TEST(DrawImageOnImage, PartlyOutsideShrinksTheSourceByTheHeights) {
+    // A 20 x 10 source into a 10 x 10 rectangle half left of the image:
+    // the visible 5 columns take srcRect.height() x 5 / 10 = 5 source
+    // columns from column 20 x 5 / 10 = 10 (not the 10 columns a width-based
+    // rule would give).
+    QImageEx src = filled(20, 10, kArgb, 0);
+    for (int y = 0; y < 10; ++y)
+        for (int x = 0; x < 20; ++x)
+            reinterpret_cast<uint32_t*>(src.scanLine(y))[x] = 0xFF000000u | static_cast<uint32_t>(x);
+    QImageEx dst = filled(10, 10, kArgb, 0);
+    ASSERT_TRUE(drawImageOnImage(dst, QRect(-5, 0, 10, 10), src, QRect(), true, false, 15, false, false));
+    for (int x = 0; x < 5; ++x)
+        EXPECT_EQ(pixelWord(dst, x, 4), 0xFF000000u | static_cast<uint32_t>(10 + x)) << x;
+    EXPECT_EQ(pixelWord(dst, 5, 4), 0u);
+}
+
+TEST(DrawImageOnImage, RefusesEmptyTargetsAndMissingSources) {
+    QImageEx dst = randomImage(4, 4, kArgb);
+    const QImageEx before = dst.copy();
+    EXPECT_FALSE(drawImageOnImage(dst, QRect(0, 0, 0, 3), before, QRect(), true, false, 15, false, false));
+    EXPECT_FALSE(drawImageOnImage(dst, QRect(0, 0, 2, 2), QImageEx(), QRect(), true, false, 15, false, false));
+    EXPECT_FALSE(drawImageOnImage(dst, QRect(100, 100, 5, 5), before, QRect(), true, false, 15, false, false));
+    for (const QRect& r : {QRect(-(1 << 29), -(1 << 29), 1 << 30, 1 << 30), QRect(3, 3, -7, -7), QRect(2, 2, 1 << 20, 3)})
+        drawImageOnImage(dst, r, before, QRect(-3, -3, 50, 2), false, false, 15, false, false);  // no crash
+    QImageEx untouched = before.copy();
+    drawImageOnImage(untouched, QRect(0, 0, 4, 4), before, QRect(), true, false, 15, false, false);
+    EXPECT_TRUE(sameBytes(untouched, before));
+}
+
+TEST(ReplaceImageBlock, CopiesTheRectangleOfSameSizedImages) {
+    const QImageEx src = randomImage(5, 4, kArgb, 1);
+    const QImageEx original = randomImage(5, 4, kArgb, 2);
+    QImageEx dst = original.copy();
+    replaceImageBlock(dst, src, QRect(-2, -2, 4, 4));
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 5; ++x)
+            EXPECT_EQ(pixelWord(dst, x, y), (x < 2 && y < 2 ? src : original).pixel(x, y) & 0xFFFFFFFFu);
+
+    vqtest::DebugMessages log;
+    QImageEx other = original.copy();
+    replaceImageBlock(other, randomImage(6, 4, kArgb), QRect(0, 0, 5, 4));
+    EXPECT_TRUE(log.messages().isEmpty()) << "another size: silently nothing";
+    replaceImageBlock(other, randomImage(5, 4, kGrey), QRect(0, 0, 5, 4));
+    EXPECT_TRUE(sameBytes(other, original));
+    ASSERT_EQ(log.messages().size(), 1);
+    EXPECT_EQ(log.messages()[0], "QImageEx::mergerImage error,channels != dst_channels");
+}
