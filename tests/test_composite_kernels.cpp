@@ -13,7 +13,7 @@
 TEST(BlendKernels, VectorPathGivesTheScalarBytesForEveryTriple) {
     if (!vq::cpuHasSse41())
         GTEST_SKIP() << "no SSE4.1 on this processor";
-    // All 256^3 (d, s, m) triples, in rows of 65,536 bytes.
+    // All 256^3 (d, s, m) triples as 1-byte pixels, in runs of 65,536.
     std::vector<uint8_t> d(65536), s(65536), m(65536), scalar, vector;
     for (int dv = 0; dv < 256; ++dv) {
         for (int i = 0; i < 65536; ++i) {
@@ -23,28 +23,29 @@ TEST(BlendKernels, VectorPathGivesTheScalarBytesForEveryTriple) {
         }
         scalar = d;
         vector = d;
-        vq::blendByWeightsScalar(scalar.data(), s.data(), m.data(), 65536);
-        vq::blendByWeightsSse41(vector.data(), s.data(), m.data(), 65536);
+        vq::blendPixelsScalar(scalar.data(), s.data(), m.data(), 65536, 1);
+        vq::blendPixelsSse41(vector.data(), s.data(), m.data(), 65536, 1);
         ASSERT_EQ(scalar, vector) << "d = " << dv;
     }
 }
 
-TEST(BlendKernels, VectorTailsMatchForEveryLength) {
+TEST(BlendKernels, VectorPathMatchesForEveryPixelSizeAndLength) {
     if (!vq::cpuHasSse41())
         GTEST_SKIP() << "no SSE4.1 on this processor";
     std::mt19937 rng(3);
-    for (int count = 0; count <= 70; ++count) {
-        std::vector<uint8_t> d(count + 1), s(count + 1), m(count + 1);
-        for (int i = 0; i <= count; ++i) {
-            d[i] = static_cast<uint8_t>(rng());
-            s[i] = static_cast<uint8_t>(rng());
-            m[i] = static_cast<uint8_t>(rng());
+    for (int bytesPerPixel : {1, 2, 3, 4}) {
+        for (int pixels = 0; pixels <= 70; ++pixels) {
+            const int bytes = pixels * bytesPerPixel;
+            std::vector<uint8_t> d(bytes + 1), s(bytes + 1), m(pixels + 1);
+            for (auto* v : {&d, &s, &m})
+                for (uint8_t& x : *v)
+                    x = static_cast<uint8_t>(rng());
+            std::vector<uint8_t> scalar = d, vector = d;
+            vq::blendPixelsScalar(scalar.data(), s.data(), m.data(), pixels, bytesPerPixel);
+            vq::blendPixelsSse41(vector.data(), s.data(), m.data(), pixels, bytesPerPixel);
+            ASSERT_EQ(scalar, vector) << bytesPerPixel << " x " << pixels;
+            ASSERT_EQ(vector[bytes], d[bytes]) << "nothing written past the run";
         }
-        std::vector<uint8_t> scalar = d, vector = d;
-        vq::blendByWeightsScalar(scalar.data(), s.data(), m.data(), count);
-        vq::blendByWeightsSse41(vector.data(), s.data(), m.data(), count);
-        ASSERT_EQ(scalar, vector) << count;
-        ASSERT_EQ(vector[count], d[count]) << "nothing written past the run";
     }
 }
 

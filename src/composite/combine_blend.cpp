@@ -27,11 +27,28 @@ struct MaskSampling {
     bool perPixelScaled;  // 1- and 4-byte pixels; 3-byte ones read column i itself
 };
 
-// Weights of one destination row, repeated for each byte of a pixel.
-// Outside the mask the destination is kept (255); without a mask the
-// source is taken (0).
-void fillRowWeights(const MaskSampling& sampling, int j, const std::vector<int>& maskColumn, int bytesPerPixel,
-                    std::vector<uint8_t>& weights) {
+// The mask columns of one destination row: either a contiguous run (no
+// column scaling) or one looked-up column per pixel; -1 lies outside.
+struct MaskColumns {
+    std::vector<int> column;
+    bool contiguous;
+};
+
+MaskColumns maskColumnsFor(const MaskSampling& sampling, vq::IndexRange columns, qsizetype maskRowBytes) {
+    MaskColumns result{std::vector<int>(columns.end - columns.begin), false};
+    for (int i = columns.begin; i < columns.end; ++i) {
+        const int64_t c = sampling.perPixelScaled ? int64_t{sampling.left} + vq::truncToInt(i / sampling.columnScale) : i;
+        result.column[i - columns.begin] = c >= 0 && c < maskRowBytes ? static_cast<int>(c) : -1;
+    }
+    result.contiguous = !result.column.empty() && result.column[0] >= 0;
+    for (size_t k = 1; k < result.column.size() && result.contiguous; ++k)
+        result.contiguous = result.column[k] == result.column[0] + static_cast<int>(k);
+    return result;
+}
+
+// Weights of one destination row, one per pixel. Outside the mask the
+// destination is kept (255); without a mask the source is taken (0).
+void fillRowWeights(const MaskSampling& sampling, int j, const MaskColumns& columns, std::vector<uint8_t>& weights) {
     const QImageEx* mask = sampling.mask;
     if (!mask) {
         std::fill(weights.begin(), weights.end(), 0);
@@ -43,15 +60,12 @@ void fillRowWeights(const MaskSampling& sampling, int j, const std::vector<int>&
         return;
     }
     const uint8_t* m = mask->constScanLine(static_cast<int>(maskRow));
-    const qsizetype maskRowBytes = vq::usedRowBytes(*mask);
-    const int pixels = static_cast<int>(maskColumn.size());
-    uint8_t* w = weights.data();
-    for (int k = 0; k < pixels; ++k, w += bytesPerPixel) {
-        const int column = maskColumn[k];
-        const uint8_t weight = column >= 0 && column < maskRowBytes ? m[column] : 255;
-        for (int b = 0; b < bytesPerPixel; ++b)
-            w[b] = weight;
+    if (columns.contiguous) {
+        std::copy(m + columns.column.front(), m + columns.column.front() + weights.size(), weights.begin());
+        return;
     }
+    for (size_t k = 0; k < weights.size(); ++k)
+        weights[k] = columns.column[k] >= 0 ? m[columns.column[k]] : 255;
 }
 
 void blendThroughMask(QImageEx& dst, const QRect& dstRect, const QImageEx& src, const QImageEx* mask,
@@ -74,22 +88,17 @@ void blendThroughMask(QImageEx& dst, const QRect& dstRect, const QImageEx& src, 
 
     const MaskSampling sampling{mask, maskRect.top(), maskRect.left(), maskScale.height(), maskScale.width(),
                                 bytesPerPixel == 1 || bytesPerPixel == 4};
-    std::vector<int> maskColumn(columns.end - columns.begin);
-    for (int i = columns.begin; i < columns.end; ++i)
-        maskColumn[i - columns.begin] =
-            sampling.perPixelScaled ? vq::clampToInt(int64_t{sampling.left} + vq::truncToInt(i / sampling.columnScale))
-                                    : i;
-    const int rowBytes = (columns.end - columns.begin) * bytesPerPixel;
-    std::vector<uint8_t> weights(rowBytes);
+    const MaskColumns maskColumns = maskColumnsFor(sampling, columns, mask ? vq::usedRowBytes(*mask) : 0);
+    std::vector<uint8_t> weights(columns.end - columns.begin);
 
     uint8_t* bits = dst.bits();
     const qsizetype stride = dst.bytesPerLine();
     const qsizetype firstByte = (int64_t{dstRect.x()} + columns.begin) * bytesPerPixel;
     for (int j = rows.begin; j < rows.end; ++j) {
-        fillRowWeights(sampling, j, maskColumn, bytesPerPixel, weights);
-        vq::blendByWeights(bits + (dstRect.y() + j) * stride + firstByte,
-                           piece.constScanLine(j) + static_cast<qsizetype>(columns.begin) * bytesPerPixel,
-                           weights.data(), rowBytes);
+        fillRowWeights(sampling, j, maskColumns, weights);
+        vq::blendPixels(bits + (dstRect.y() + j) * stride + firstByte,
+                        piece.constScanLine(j) + static_cast<qsizetype>(columns.begin) * bytesPerPixel,
+                        weights.data(), static_cast<int>(weights.size()), bytesPerPixel);
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include "core/guard.h"
 #include "core/image_rows.h"
+#include "core/pixel_math.h"
 
 #include <QDebug>
 
@@ -24,27 +25,29 @@ struct DrawFlags {
 
 inline uint8_t byteOf(uint32_t pixel, int b) { return static_cast<uint8_t>(pixel >> (8 * b)); }
 
+// The colour bytes a channel set writes, as a mask of the pixel word.
+uint32_t channelBytes(const DrawFlags& f) {
+    if (f.allChannels)
+        return 0x00FFFFFFu;
+    return (f.chosen[0] ? 0x0000FFu : 0) | (f.chosen[1] ? 0x00FF00u : 0) | (f.chosen[2] ? 0xFF0000u : 0);
+}
+
 // Source over destination by the source alpha; a transparent destination
-// pixel takes the source whole.
-void blendOverRow(uint32_t* d, const uint32_t* s, int count, const DrawFlags& f) {
+// pixel takes the source whole. Branch-free so that it vectorises.
+template <bool KeepMaxAlpha>
+VQ_MULTIVERSION void blendOverRow(uint32_t* d, const uint32_t* s, int count, uint32_t written) {
     for (int i = 0; i < count; ++i) {
         const uint32_t sp = s[i];
         const uint32_t dp = d[i];
-        const unsigned a = sp >> 24;
-        const unsigned da = dp >> 24;
-        if (da == 0) {
-            d[i] = sp;
-            continue;
-        }
-        uint32_t out = dp & 0x00FFFFFFu;
-        for (int b = 0; b < 3; ++b) {
-            if (!f.allChannels && !f.chosen[b])
-                continue;
-            const unsigned v = (byteOf(sp, b) * a + byteOf(dp, b) * (255 - a)) / 255;
-            out = (out & ~(0xFFu << (8 * b))) | (v << (8 * b));
-        }
-        const unsigned alpha = f.keepMaxAlpha ? std::max(da, a) : (a * a + da * (255 - a)) / 255;
-        d[i] = out | (alpha << 24);
+        const uint32_t a = sp >> 24;
+        const uint32_t da = dp >> 24;
+        const uint32_t ia = 255 - a;
+        const uint32_t b = vq::div255((sp & 0xFF) * a + (dp & 0xFF) * ia);
+        const uint32_t g = vq::div255(((sp >> 8) & 0xFF) * a + ((dp >> 8) & 0xFF) * ia);
+        const uint32_t r = vq::div255(((sp >> 16) & 0xFF) * a + ((dp >> 16) & 0xFF) * ia);
+        const uint32_t alpha = KeepMaxAlpha ? (da > a ? da : a) : vq::div255(a * a + da * ia);
+        const uint32_t colour = ((b | g << 8 | r << 16) & written) | (dp & 0x00FFFFFFu & ~written);
+        d[i] = da == 0 ? sp : colour | alpha << 24;
     }
 }
 
@@ -70,6 +73,13 @@ void replaceRow(uint32_t* d, const uint32_t* s, int count, const DrawFlags& f) {
             if (f.chosen[b])
                 dp[b] = static_cast<uint8_t>(f.flattenOnWhite ? byteOf(sp, b) * a / 255 + (255 - a) : byteOf(sp, b));
     }
+}
+
+void blendOver(uint32_t* d, const uint32_t* s, int count, const DrawFlags& f) {
+    if (f.keepMaxAlpha)
+        blendOverRow<true>(d, s, count, channelBytes(f));
+    else
+        blendOverRow<false>(d, s, count, channelBytes(f));
 }
 
 void greyIntoArgbRow(uint32_t* d, const uint8_t* s, int count) {
@@ -106,7 +116,7 @@ bool drawPiece(QImageEx& dst, const QRect& area, QImageEx piece, const DrawFlags
         } else if (flags.replace) {
             replaceRow(d32, reinterpret_cast<const uint32_t*>(s), area.width(), flags);
         } else {
-            blendOverRow(d32, reinterpret_cast<const uint32_t*>(s), area.width(), flags);
+            blendOver(d32, reinterpret_cast<const uint32_t*>(s), area.width(), flags);
         }
     }
     return true;
