@@ -135,3 +135,39 @@ TEST(ReplaceImageBlock, CopiesTheRectangleOfSameSizedImages) {
     ASSERT_EQ(log.messages().size(), 1);
     EXPECT_EQ(log.messages()[0], "QImageEx::mergerImage error,channels != dst_channels");
 }
+
+// Every rectangle-taking function of the family, every pairing of the
+// formats it may meet, and rectangles that are negative, huge or partly
+// outside: nothing may be read or written outside an image (the sanitizer
+// build checks), and nothing may crash.
+TEST(CompositeRobustness, HostileRectanglesAndFormatPairings) {
+    const QImage::Format formats[] = {QImage::Format_Mono, QImage::Format_Indexed8, kGrey,
+                                      QImage::Format_RGB16, QImage::Format_RGB888, kArgb};
+    const QRect rects[] = {QRect(-5, -5, 3, 3),       QRect(-100, -100, 1000, 1000), QRect(6, 6, 40, 40),
+                           QRect(2, 3, -4, -4),       QRect(1 << 28, 0, 5, 5),       QRect(0, 0, 0, 0),
+                           QRect(-(1 << 20), 1, 1 << 21, 2)};
+    QSizeF scales[] = {QSizeF(1, 1), QSizeF(0.25, 3), QSizeF(0, 0)};
+    vqtest::DebugMessages quiet;
+    for (QImage::Format df : formats)
+        for (QImage::Format sf : formats) {
+            const QImageEx src = randomImage(7, 5, sf, 1);
+            const QImageEx small = randomImage(3, 2, sf, 2);
+            const QImageEx mask = randomImage(5, 4, kGrey, 3);
+            for (const QRect& r : rects) {
+                QImageEx d = randomImage(8, 6, df, 4);
+                combineImage(d, mask, r, 1 + (r.x() & 3));
+                combineImage(d, &mask, small, r);
+                combineImage(d, &mask, small, QRect(r.topLeft(), small.size()));
+                for (QSizeF& s : scales)
+                    combineImageEx(d, r, src, &mask, r, s);
+                combineImageByAlpha(d, src, mask, false, r, true);
+                combineChannelAlpha(d, src, mask, r, 7, r.x() & 1);
+                drawImageOnImage(d, r, src, r, r.y() & 1, true, 5, true, false);
+                replaceImageBlock(d, src, r);
+                QImageEx data = randomImage(8, 6, df, 5);
+                QImageEx other = src;
+                combineImageData(data, other, 1 + (r.width() & 3));
+                combineSelectionData(data, src, QTransform::fromTranslate(r.x(), r.y()), 1);
+            }
+        }
+}

@@ -148,6 +148,8 @@ bool drawScaled(QImageEx& dst, const QRect& dstRect, const QImageEx& src, const 
     QImageEx piece = src;
     if (part != piece.rect())
         piece = piece.copy(part);
+    if (piece.isNull() || visible.isEmpty())
+        return false;
     if (piece.size() != visible.size())
         piece = piece.scaled(visible.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     if (piece.isNull() || visible.isEmpty())
