@@ -36,7 +36,8 @@ VQUTIL_EXPORT bool scaleRotateImage(QImageEx& dst, const QImageEx& src, int widt
 VQUTIL_EXPORT bool selection_fast_scale(QImageEx& dst, const QSize& size, QImageEx& src, QRect& srcRect,
                                         QRect& dstRect, QSizeF& scale, QSize& canvas, QRect& clip);
 
-// img = img scaled to width x height, smooth, aspect ignored. True.
+// img = img scaled to width x height, smooth, aspect ignored, in its own
+// format (palette images come back as RGB32). True.
 VQUTIL_EXPORT bool ScaleDibAll(QImageEx& img, long width, long height, bool);
 // Does nothing. True.
 VQUTIL_EXPORT bool Scale8BitDib(QImageEx& img, long width, long height, bool);

@@ -4,4 +4,5 @@
 #include <vqutil/qimageex.h>
 #include <vqutil/core.h>
 #include <vqutil/composite.h>
+#include <vqutil/filters.h>
 #include <vqutil/transform.h>

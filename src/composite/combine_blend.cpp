@@ -6,6 +6,7 @@
 #include "core/guard.h"
 #include "core/image_rows.h"
 #include "core/pixel_rows.h"
+#include "core/scaling.h"
 
 #include <QDebug>
 
@@ -174,7 +175,7 @@ bool mergeColourAndAlpha(QImageEx& dst, const QImageEx& src, const QImageEx& alp
         return false;
     QImageEx fitted = alpha;
     if (rect.size() == src.size() && fitted.size() != src.size())
-        fitted = alpha.scaled(src.width(), src.height(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        fitted = vq::smoothScaled(alpha, src.width(), src.height());
     if (fitted.isNull())
         return true;
     if (fitted.size() != src.size())

@@ -5,6 +5,7 @@
 #include "core/guard.h"
 #include "core/image_rows.h"
 #include "core/pixel_math.h"
+#include "core/scaling.h"
 
 #include <QDebug>
 
@@ -151,7 +152,7 @@ bool drawScaled(QImageEx& dst, const QRect& dstRect, const QImageEx& src, const 
     if (piece.isNull() || visible.isEmpty())
         return false;
     if (piece.size() != visible.size())
-        piece = piece.scaled(visible.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        piece = vq::smoothScaled(piece, visible.width(), visible.height());
     if (piece.isNull() || visible.isEmpty())
         return false;
     return drawPiece(dst, visible, piece, flags);

@@ -1,20 +1,10 @@
 #include "parallel.h"
 
+#include "happens_before.h"
 #include "image_rows.h"
 
 #include <QSemaphore>
 #include <QThreadPool>
-
-// Qt's pool and semaphore synchronise through futexes that ThreadSanitizer
-// does not see; tell it about the two hand-overs (task start, band end).
-#if defined(__SANITIZE_THREAD__)
-#include <sanitizer/tsan_interface.h>
-#define VQ_HAPPENS_BEFORE(addr) __tsan_release(static_cast<void*>(addr))
-#define VQ_HAPPENS_AFTER(addr) __tsan_acquire(static_cast<void*>(addr))
-#else
-#define VQ_HAPPENS_BEFORE(addr) ((void)(addr))
-#define VQ_HAPPENS_AFTER(addr) ((void)(addr))
-#endif
 
 namespace vq {
 

@@ -18,3 +18,28 @@ inline uint32_t div255(uint32_t x) { return (x + 1 + (x >> 8)) >> 8; }
 #else
 #define VQ_MULTIVERSION
 #endif
+
+namespace vq {
+
+// floor(n / d) for 0 <= n <= 255 d, with 1 <= d <= 8,000,000 (so every
+// quotient is a byte): a float reciprocal estimate that is never off by more
+// than one, corrected exactly with integer products. Written so that it
+// vectorises; bytes identical to n / d.
+struct ByteQuotient {
+    static constexpr int32_t kMaxDivisor = 8000000;
+
+    explicit ByteQuotient(int32_t divisor = 1) : inverse(1.0f / static_cast<float>(divisor)), d(divisor) {}
+
+    int32_t operator()(int32_t n) const {
+        int32_t q = static_cast<int32_t>(static_cast<float>(n) * inverse);
+        const int32_t t = q * d;
+        q -= t > n;
+        q += t + d <= n;
+        return q;
+    }
+
+    float inverse;
+    int32_t d;
+};
+
+}  // namespace vq

@@ -4,6 +4,7 @@
 
 #include "core/guard.h"
 #include "core/image_rows.h"
+#include "core/scaling.h"
 
 #include <cmath>
 #if defined(__SSE2__)
@@ -207,8 +208,7 @@ bool selection_fast_scale(QImageEx& dst, const QSize& size, QImageEx& src, QRect
 }
 
 bool ScaleDibAll(QImageEx& img, long width, long height, bool) {
-    img = img.scaled(vq::clampToInt(width), vq::clampToInt(height), Qt::IgnoreAspectRatio,
-                     Qt::SmoothTransformation);
+    img = vq::smoothScaled(img, vq::clampToInt(width), vq::clampToInt(height));
     return true;
 }
 

@@ -1,0 +1,231 @@
+// The Gaussian blur entry points: the stack blur and the recursive Gaussian
+// of whole images, the 8-bit plane filter, and the transparency probe and
+// colour bleed that run before a blur of a transparent image.
+#include <vqutil/filters.h>
+
+#include "box_sums.h"
+#include "core/cancel.h"
+#include "core/guard.h"
+#include "core/image_rows.h"
+#include "recursive_gaussian.h"
+#include "stack_blur.h"
+
+#include <QImage>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+// Images the blurs take as they are: 8-bit grey and alpha, 24 and 32 bits.
+bool blurFormatAsItIs(const QImage& img) {
+    return img.format() == QImage::Format_Alpha8 || img.format() == QImage::Format_Grayscale8 ||
+           img.depth() == 24 || img.depth() == 32;
+}
+
+void prepareBlurFormat(QImageEx& img) {
+    if (!blurFormatAsItIs(img))
+        AnyConvertTo24Bit(img);
+}
+
+// --- stack blur --------------------------------------------------------------------------------
+
+bool stackBlur(QImageEx& img, int radius, const bool* cancel) {
+    const int w = img.width();
+    const int h = img.height();
+    const int channels = vq::bytesPerPixel(img);
+    if (w < 1 || h < 1 || (channels != 1 && channels != 3 && channels != 4))
+        return true;
+    const qsizetype rowBytes = static_cast<qsizetype>(w) * channels;
+    std::vector<uint8_t> across(static_cast<size_t>(rowBytes) * h);
+
+    // First pass, along the rows, into `across`: a cancel leaves the image as it was.
+    const uint8_t* source = img.constBits();
+    const qsizetype stride = img.bytesPerLine();
+    for (int y = 0; y < h; ++y) {
+        if (vq::isCancelled(cancel))
+            return true;
+        img.set_progress(y / 2);
+        vq::stackBlurRow(source + y * stride, across.data() + y * rowBytes, w, channels, radius);
+    }
+
+    // Second pass, down the columns, straight into the image, in strips of
+    // whole pixel columns: a cancel leaves the strips done blurred.
+    uint8_t* bits = img.bits();
+    const int stripPixels = 64 / channels;
+    for (int x0 = 0; x0 < w; x0 += stripPixels) {
+        if (vq::isCancelled(cancel))
+            return true;
+        const int pixels = std::min(stripPixels, w - x0);
+        for (int x = x0; x < x0 + pixels; ++x)
+            img.set_progress(static_cast<int>(h / 2 + (int64_t{x} * h / w) / 2));
+        vq::stackBlurColumns(across.data() + static_cast<qsizetype>(x0) * channels, rowBytes,
+                             bits + static_cast<qsizetype>(x0) * channels, stride, h, pixels * channels, radius);
+    }
+    return true;
+}
+
+// --- recursive Gaussian ------------------------------------------------------------------------
+
+inline uint8_t floatToByte(float v) {
+    if (!(v > 0))
+        return 0;
+    return v > 255 ? 255 : static_cast<uint8_t>(v);
+}
+
+bool recursiveGaussianBlur(QImageEx& img, float sigma, const bool* cancel) {
+    const int w = img.width();
+    const int h = img.height();
+    const int channels = vq::bytesPerPixel(img);
+    if (w < 1 || h < 1 || channels < 1)
+        return true;
+    const qsizetype rowValues = static_cast<qsizetype>(w) * channels;
+    std::vector<float> plane(static_cast<size_t>(rowValues) * h);
+    for (int y = 0; y < h; ++y)
+        std::copy(img.constScanLine(y), img.constScanLine(y) + rowValues, plane.begin() + y * rowValues);
+
+    // Every channel is filtered at once; the progress values that mark the
+    // start of each channel are reported as the work passes their share.
+    int reported = 0;
+    const auto progress = [&](double done) {
+        while (reported < channels && done * channels >= reported) {
+            img.set_progress(reported * h / channels);
+            ++reported;
+        }
+    };
+    const vq::RecursiveGaussianCoefficients g = vq::recursiveGaussianCoefficients(sigma);
+    if (!vq::recursiveGaussianPlane(plane.data(), w, h, channels, g, vq::Carried::Double, cancel, progress))
+        return true;  // cancelled: the image is left as it was
+
+    uint8_t* bits = img.bits();
+    const qsizetype stride = img.bytesPerLine();
+    for (int y = 0; y < h; ++y) {
+        const float* in = plane.data() + y * rowValues;
+        uint8_t* out = bits + y * stride;
+        for (qsizetype i = 0; i < rowValues; ++i)
+            out[i] = floatToByte(in[i]);
+    }
+    return true;
+}
+
+// --- transparency ------------------------------------------------------------------------------
+
+bool isArgb(const QImage& img) {
+    return img.format() == QImage::Format_ARGB32 || img.format() == QImage::Format_ARGB32_Premultiplied;
+}
+
+// Each pixel as (B, G, R, 1) when visible and (0, 0, 0, 0) when fully
+// transparent, so that box sums give the colour sums and counts of the
+// visible pixels.
+std::vector<uint8_t> visibleColours(const QImage& img) {
+    const int w = img.width();
+    std::vector<uint8_t> weighted(static_cast<size_t>(w) * 4 * img.height());
+    for (int y = 0; y < img.height(); ++y) {
+        const uint8_t* in = img.constScanLine(y);
+        uint8_t* out = weighted.data() + static_cast<size_t>(y) * w * 4;
+        for (int x = 0; x < w; ++x) {
+            const bool visible = in[4 * x + 3] != 0;
+            for (int b = 0; b < 3; ++b)
+                out[4 * x + b] = visible ? in[4 * x + b] : 0;
+            out[4 * x + 3] = visible ? 1 : 0;
+        }
+    }
+    return weighted;
+}
+
+int bleedIntoTransparent(QImageEx& img, int radius, const bool* cancel) {
+    const int w = img.width();
+    const int h = img.height();
+    const int64_t wanted = radius < 0 ? -int64_t{radius} : radius;
+    const int r = static_cast<int>(std::min<int64_t>({h / 4, w / 4, wanted}));
+    std::vector<uint8_t> weighted = visibleColours(img);
+    uint8_t* bits = img.bits();
+    const qsizetype stride = img.bytesPerLine();
+    const bool done = vq::forEachBoxRow<uint64_t>(
+        weighted.data(), static_cast<qsizetype>(w) * 4, w, h, 4, r, false, [&](int y, const uint8_t*, const uint64_t* sums) {
+            if (vq::isCancelled(cancel))
+                return false;
+            img.set_progress(y);
+            uint8_t* row = bits + y * stride;
+            for (int x = 0; x < w; ++x) {
+                const uint64_t count = sums[4 * x + 3];
+                if (row[4 * x + 3] != 0 || count == 0)
+                    continue;
+                for (int b = 0; b < 3; ++b)
+                    row[4 * x + b] = static_cast<uint8_t>(std::min<uint64_t>(sums[4 * x + b] / count, 255));
+            }
+            return true;
+        });
+    return done ? 1 : -1;
+}
+
+}  // namespace
+
+bool GaussianBlur(QImageEx& img, int radius, bool* cancel, bool useRecursive) {
+    if (radius < 1)
+        return false;
+    const bool transparent = isTransparnetImage(img, 4);
+    prepareBlurFormat(img);
+    return vq::guarded(false, [&] {
+        if (useRecursive)
+            return recursiveGaussianBlur(img, static_cast<float>(radius), cancel);
+        if (transparent && blurTransparentImage(img, radius, cancel) == -1)
+            return false;
+        return stackBlur(img, radius, cancel);
+    });
+}
+
+bool IIRGaussianFilterAlpha(uchar* data, int bytesPerLine, int width, int height, float sigma) {
+    if (!data)
+        return false;
+    if (width < 1 || height < 1)
+        return true;
+    return vq::guarded(false, [&] {
+        std::vector<float> plane(static_cast<size_t>(width) * height);
+        for (int y = 0; y < height; ++y)
+            std::copy(data + static_cast<qsizetype>(y) * bytesPerLine,
+                      data + static_cast<qsizetype>(y) * bytesPerLine + width, plane.begin() + static_cast<qsizetype>(y) * width);
+        vq::recursiveGaussianPlane(plane.data(), width, height, 1, vq::recursiveGaussianCoefficients(sigma),
+                                   vq::Carried::Double, nullptr, nullptr);
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                data[static_cast<qsizetype>(y) * bytesPerLine + x] = floatToByte(plane[static_cast<size_t>(y) * width + x]);
+        return true;
+    });
+}
+
+void gaussianBlurAlpha(QImage& img, double sigma) {
+    if (img.width() > 0 && img.height() > 0)
+        IIRGaussianFilterAlpha(img.bits(), img.bytesPerLine(), img.width(), img.height(), static_cast<float>(sigma));
+}
+
+int blurTransparentImage(QImageEx& img, int radius, bool* cancel) {
+    if (radius == 0)
+        return 1;
+    if (img.depth() != 32)
+        return 0;
+    return vq::guarded(0, [&] { return bleedIntoTransparent(img, radius, cancel); });
+}
+
+bool transpanentBlurMore(QImageEx& img, int radius, bool* cancel) {
+    prepareBlurFormat(img);
+    if (isTransparnetImage(img, 4) && blurTransparentImage(img, radius, cancel) == -1)
+        return false;
+    return ThBlurMoreEx(img, radius, false, false, false);
+}
+
+bool isTransparnetImage(QImageEx& img, int step) {
+    step = std::max(step, 1);
+    if (isArgb(img)) {
+        for (int y = 0; y < img.height(); y += step) {
+            const uint8_t* row = img.constScanLine(y);
+            for (int x = 0; x < img.width(); x += step)
+                if (row[4 * x + 3] == 0)
+                    return true;
+        }
+        return false;
+    }
+    const QVector<QRgb> table = img.colorTable();
+    return std::any_of(table.begin(), table.end(), [](QRgb entry) { return qAlpha(entry) == 0; });
+}

@@ -1,0 +1,172 @@
+// Convolution on a torus, the kernel-size rule, and the sharpening filters.
+#include <vqutil/filters.h>
+
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using vqtest::filled;
+using vqtest::pixelWord;
+using vqtest::randomImage;
+using vqtest::sameBytes;
+
+namespace {
+
+const QImage::Format kArgb = QImage::Format_ARGB32;
+const QImage::Format kBgr = QImage::Format_RGB888;
+
+// A 3 x 3 kernel with one weight at (j, i) and zeros elsewhere.
+std::vector<double> single(int j, int i, double weight = 1.0) {
+    std::vector<double> k(9, 0.0);
+    k[j * 3 + i] = weight;
+    return k;
+}
+
+}  // namespace
+
+TEST(Convolve, RefusesWhatItCannotDo) {
+    QImageEx img = randomImage(4, 6, kBgr);
+    const QImageEx before = img.copy();
+    std::vector<double> k(25, 1.0);
+    EXPECT_EQ(convolveImage(img, 4, k.data()), 0) << "even order";
+    EXPECT_EQ(convolveImage(img, 5, k.data()), 0) << "wider than the image";
+    EXPECT_EQ(convolveImage(img, 3, nullptr), 0);
+    QImageEx mono(QImage(8, 8, QImage::Format_Mono));
+    EXPECT_EQ(convolveImage(mono, 3, k.data()), 0);
+    EXPECT_TRUE(sameBytes(img, before));
+}
+
+TEST(Convolve, WrapsAroundTheImageAsATorus) {
+    // Weight 1 on the left neighbour: each pixel takes the one to its left,
+    // column 0 the last column; the top row takes the bottom row likewise.
+    const QImage src = randomImage(5, 4, kBgr);
+    QImageEx left = src;
+    ASSERT_EQ(convolveImage(left, 3, single(1, 0).data()), 1);
+    QImageEx up = src;
+    ASSERT_EQ(convolveImage(up, 3, single(0, 1).data()), 1);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 5; ++x)
+            for (int c = 0; c < 3; ++c) {
+                EXPECT_EQ(left.constScanLine(y)[3 * x + c], src.constScanLine(y)[3 * ((x + 4) % 5) + c]);
+                EXPECT_EQ(up.constScanLine(y)[3 * x + c], src.constScanLine((y + 3) % 4)[3 * x + c]);
+            }
+}
+
+TEST(Convolve, ThirtyTwoBitRowsHoldPackedTriples) {
+    const QImage src = randomImage(4, 3, kArgb);
+    QImageEx img = src;
+    ASSERT_EQ(convolveImage(img, 3, single(1, 1).data()), 1);
+    EXPECT_EQ(img.format(), kArgb);
+    for (int y = 0; y < 3; ++y) {
+        for (int x = 0; x < 4; ++x)
+            for (int c = 0; c < 3; ++c)
+                EXPECT_EQ(img.constScanLine(y)[3 * x + c], src.constScanLine(y)[4 * x + c]);
+        for (int i = 12; i < 16; ++i)
+            EXPECT_EQ(img.constScanLine(y)[i], 0) << "the last quarter of the row is cleared";
+    }
+    QImageEx grey = randomImage(5, 5, QImage::Format_Grayscale8);
+    const QImageEx greyBefore = grey.copy();
+    ASSERT_EQ(convolveImage(grey, 3, single(1, 1).data()), 1);
+    EXPECT_TRUE(sameBytes(grey, greyBefore)) << "8-bit images convolve their byte in place";
+}
+
+TEST(Convolve, DividesByTheWeightSumAndRoundsHalfUp) {
+    // Weights 1 and 1 (sum 2) on a pixel and its right neighbour: the mean,
+    // rounded half up; weights summing to 0 or 1 are applied undivided.
+    QImageEx img = filled(3, 3, kBgr, 0);
+    img.scanLine(1)[0] = 10;
+    img.scanLine(1)[3] = 15;
+    std::vector<double> pair(9, 0.0);
+    pair[4] = pair[5] = 1.0;
+    ASSERT_EQ(convolveImage(img, 3, pair.data()), 1);
+    EXPECT_EQ(img.constScanLine(1)[0], 13) << "(10 + 15) / 2 = 12.5 rounds to 13";
+
+    QImageEx edge = filled(3, 3, kBgr, 0);
+    edge.scanLine(1)[3] = 100;
+    std::vector<double> difference(9, 0.0);
+    difference[4] = 1.0;
+    difference[3] = -1.0;  // sum 0: no division
+    ASSERT_EQ(convolveImage(edge, 3, difference.data()), 1);
+    EXPECT_EQ(edge.constScanLine(1)[3], 100);
+    EXPECT_EQ(edge.constScanLine(1)[6], 0) << "negative results store 0";
+}
+
+TEST(KernelWidth, RadiusOrGaussianTail) {
+    EXPECT_EQ(getOptimalKernelWidth1D(1.2, 3.0), 5);
+    EXPECT_EQ(getOptimalKernelWidth1D(2.0, 0.0), 5);
+    EXPECT_EQ(getOptimalKernelWidth(1.2, 3.0), 5);
+    int previous = 3;
+    for (double sigma : {0.5, 1.0, 2.0, 4.0, 8.0}) {
+        const int width = getOptimalKernelWidth1D(0, sigma);
+        EXPECT_GE(width, previous) << sigma;
+        EXPECT_EQ(width % 2, 1);
+        previous = width;
+    }
+    EXPECT_GE(getOptimalKernelWidth1D(0, 0.5), 3);
+    // sigma 1: width 7 (half 3) still keeps exp(-4.5)/norm x 255 >= 1, 9 does not.
+    EXPECT_EQ(getOptimalKernelWidth1D(0, 1.0), 7);
+    EXPECT_EQ(getOptimalKernelWidth1D(0, 0.0), 3);
+    EXPECT_EQ(getOptimalKernelWidth1D(0, NAN), 3);
+    EXPECT_LE(getOptimalKernelWidth1D(0, 1e9), 4097);
+}
+
+TEST(Sharpen, GaussianSharpenKeepsFlatAreasAndEdgeImageKeepsTheImage) {
+    QImageEx flat = filled(12, 12, kBgr, 0);
+    flat.fill(QColor(90, 90, 90));
+    const QImageEx before = flat.copy();
+    EXPECT_EQ(sharpenImage(flat, 1.0, 1.0), 1);
+    EXPECT_TRUE(sameBytes(flat, before));
+    QImageEx tiny = filled(2, 2, kBgr, 0);
+    EXPECT_EQ(sharpenImage(tiny, 3.0, 1.0), 1) << "a kernel larger than the image leaves it";
+
+    QImageEx img = randomImage(10, 10, kArgb);
+    const QImageEx original = img.copy();
+    int reports = 0;
+    img.setProgressCallback([&](int) { ++reports; return true; });
+    EXPECT_TRUE(edgeImage(img, 1.0));
+    EXPECT_TRUE(sameBytes(img, original));
+    EXPECT_EQ(reports, 10) << "progress of the discarded convolution";
+}
+
+TEST(Sharpen, TableSharpenOfAPeak) {
+    // amount 50: k = 50, T[i] = 16 i, U[i] = i, so out = 2 c - mean of the neighbours.
+    QImageEx img = filled(5, 5, kArgb, 0x7F323232u);
+    reinterpret_cast<uint32_t*>(img.scanLine(2))[2] = 0x7F646464u;
+    sharpenMore(img, 50);
+    EXPECT_EQ(pixelWord(img, 2, 2), 0x7F969696u) << "(16 x 100 - 8 x 50 + 4) >> 3 = 150";
+    EXPECT_EQ(pixelWord(img, 2, 1), 0x7F2C2C2Cu) << "(16 x 50 - 7 x 50 - 100 + 4) >> 3 = 44";
+    EXPECT_EQ(pixelWord(img, 0, 2), 0x7F323232u) << "border pixels are copied";
+
+    QImageEx same = randomImage(9, 7, QImage::Format_RGB888);
+    const QImageEx before = same.copy();
+    sharpenMore(same, 0);  // k = 100: T[i] = 8 i, U[i] = 0
+    EXPECT_TRUE(sameBytes(same, before));
+    QImageEx flat = filled(6, 6, kArgb, 0xFF808080u);
+    sharpenMore(flat, 100);
+    EXPECT_TRUE(sameBytes(flat, filled(6, 6, kArgb, 0xFF808080u)));
+}
+
+TEST(Sharpen, UnsharpMaskMovesAwayFromTheBoxBlur) {
+    // A 9 x 9 grey field with one bright pixel; radius 1 (9 / 4 = 2 > 1).
+    QImageEx img = filled(9, 9, kBgr, 0);
+    img.fill(QColor(100, 100, 100));
+    img.scanLine(4)[3 * 4] = 190;  // blue byte only
+    QImageEx sharpened = img.copy();
+    ASSERT_EQ(unsharp_mask_fast(sharpened, 1, 1.0, 0), 1);
+    // Box mean at the peak: (8 x 100 + 190) / 9 = 110; diff 80: 80 + 190 -> 255.
+    EXPECT_EQ(sharpened.constScanLine(4)[3 * 4], 255);
+    // Its neighbour: mean 110, diff -10: 90.
+    EXPECT_EQ(sharpened.constScanLine(4)[3 * 5], 90);
+    EXPECT_EQ(sharpened.constScanLine(4)[3 * 5 + 1], 100) << "green never moved";
+
+    QImageEx held = img.copy();
+    ASSERT_EQ(unsharp_mask_fast(held, 1, 1.0, 511), 1);
+    EXPECT_TRUE(sameBytes(held, img)) << "threshold above 510";
+    ASSERT_EQ(unsharp_mask_fast(held, 0, 5.0, 0), 1);
+    EXPECT_TRUE(sameBytes(held, img)) << "radius 0";
+    QImageEx extreme = img.copy();
+    ASSERT_EQ(unsharp_mask_fast(extreme, 1, INFINITY, 0), 1);
+    ASSERT_EQ(unsharp_mask_fast(extreme, 1, NAN, 0), 1);
+}
