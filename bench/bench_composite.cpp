@@ -10,7 +10,7 @@ namespace {
 
 using vqbench::kHeight;
 using vqbench::kWidth;
-constexpr int64_t kPixels = int64_t{kWidth} * kHeight;
+const int64_t kPixels = int64_t{kWidth} * kHeight;
 
 QImageEx filledMask(uint8_t value) {
     QImageEx mask = QImage(kWidth, kHeight, QImage::Format_Grayscale8);

@@ -6,18 +6,26 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
 #include <random>
 
 namespace vqbench {
 
-constexpr int kWidth = 6000;
-constexpr int kHeight = 4000;
+// The headline size; VQUTIL_BENCH_SMOKE=1 (the test suite's smoke run)
+// shrinks it a hundredfold so that every case just runs once, quickly.
+inline bool smokeRun() {
+    const char* smoke = std::getenv("VQUTIL_BENCH_SMOKE");
+    return smoke && *smoke && *smoke != '0';
+}
+inline const int kWidth = smokeRun() ? 600 : 6000;
+inline const int kHeight = smokeRun() ? 400 : 4000;
 
 inline QImageEx randomImage(QImage::Format format, int w = kWidth, int h = kHeight) {
     QImageEx image = QImage(w, h, format);
     std::mt19937 rng(42);
     uint32_t* words = reinterpret_cast<uint32_t*>(image.bits());
-    for (qsizetype i = 0; i < image.sizeInBytes() / 4; ++i)
+    const qsizetype count = image.sizeInBytes() / 4;
+    for (qsizetype i = 0; i < count; ++i)
         words[i] = rng();
     return image;
 }

@@ -3,11 +3,13 @@
 #include "filters/focus_blur.h"
 #include "filters/recursive_gaussian.h"
 #include "filters/stack_blur.h"
+#include "filters/unsharp_kernels.h"
 
 #include <vqutil/filters.h>
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -70,7 +72,8 @@ TEST(RecursiveGaussianKernels, LanesFollowTheRecurrenceExactly) {
             for (float& v : data)
                 v = static_cast<float>(rng() % 256);
             std::vector<float> filtered = data;
-            vq::recursiveGaussianLanes(filtered.data(), lanes, n, lanes, g, vq::Carried::Double, work);
+            vq::recursiveGaussianLanes(filtered.data(), lanes, filtered.data(), lanes, n, lanes, g, vq::Carried::Double,
+                                       work);
             for (int l = 0; l < lanes; ++l) {
                 std::vector<float> signal(n);
                 for (int k = 0; k < n; ++k)
@@ -89,7 +92,7 @@ TEST(RecursiveGaussianKernels, ImpulseResponseIsCloseToTheGaussian) {
         const int n = 201, centre = 100;
         std::vector<float> impulse(n, 0.0f);
         impulse[centre] = 1.0f;
-        vq::recursiveGaussianLanes(impulse.data(), 1, n, 1, vq::recursiveGaussianCoefficients(sigma),
+        vq::recursiveGaussianLanes(impulse.data(), 1, impulse.data(), 1, n, 1, vq::recursiveGaussianCoefficients(sigma),
                                    vq::Carried::Double, work);
         double sum = 0, worst = 0;
         for (int k = 0; k < n; ++k) {
@@ -174,4 +177,53 @@ TEST(FocusBlur, BlursOutsideTheFocusAndKeepsItsCore) {
     EXPECT_FALSE(vqDoFocusBlur(img, nullptr));
     QImageEx grey(QImage(8, 8, QImage::Format_Grayscale8));
     EXPECT_TRUE(vqDoFocusBlur(grey, &untouched)) << "converted to ARGB32 first";
+}
+
+TEST(UnsharpKernels, VectorPathGivesTheScalarBytes) {
+    if (!__builtin_cpu_supports("avx2"))
+        GTEST_SKIP() << "no AVX2 on this processor";
+    // Every (orig, blur) pair, for amounts and thresholds that matter.
+    std::vector<uint8_t> orig(65536 + 5), blur(65536 + 5), scalar(65536 + 5), vector(65536 + 5);
+    for (int i = 0; i < 65536 + 5; ++i) {
+        orig[i] = static_cast<uint8_t>(i & 0xFF);
+        blur[i] = static_cast<uint8_t>((i >> 8) & 0xFF);
+    }
+    for (double amount : {0.0, 0.3, 1.0, 2.75, -1.5, 1e300, double(INFINITY), -double(INFINITY), double(NAN)})
+        for (int threshold : {INT_MIN, 0, 1, 7, 100, 511}) {
+            vq::unsharpBytesScalar(scalar.data(), orig.data(), blur.data(), orig.size(), amount, threshold);
+            vq::unsharpBytesAvx2(vector.data(), orig.data(), blur.data(), orig.size(), amount, threshold);
+            ASSERT_EQ(scalar, vector) << amount << " " << threshold;
+        }
+}
+
+TEST(UnsharpKernels, FusedBlurKernelsGiveTheScalarBytes) {
+    // Sums of every byte value for a 5 x 5 box (divisor 25), with and without
+    // the extra of a white outside, through every available path.
+    std::mt19937 rng(12);
+    const int count = 4096 + 13;
+    std::vector<uint32_t> sums(count);
+    std::vector<uint8_t> orig(count), scalar(count), fast(count);
+    for (int i = 0; i < count; ++i) {
+        sums[i] = rng() % (255 * 25 + 1);
+        orig[i] = static_cast<uint8_t>(rng());
+    }
+    for (int32_t extra : {0, 255 * 3})
+        for (double amount : {0.7, 3.0, -2.0, double(NAN)})
+            for (int threshold : {0, 9}) {
+                std::vector<uint32_t> s = sums;
+                if (extra)
+                    for (uint32_t& v : s)
+                        v %= 255 * 22 + 1;
+                const vq::ByteQuotient quotient(25);
+                vq::unsharpFromSumsScalar(scalar.data(), orig.data(), s.data(), extra, quotient, count, amount, threshold);
+                if (__builtin_cpu_supports("avx2")) {
+                    vq::unsharpFromSumsAvx2(fast.data(), orig.data(), s.data(), extra, quotient, count, amount, threshold);
+                    ASSERT_EQ(scalar, fast) << "AVX2 " << amount;
+                }
+                if (__builtin_cpu_supports("avx512f")) {
+                    vq::unsharpFromSumsAvx512(fast.data(), orig.data(), s.data(), extra, quotient, count, amount,
+                                              threshold);
+                    ASSERT_EQ(scalar, fast) << "AVX-512 " << amount;
+                }
+            }
 }

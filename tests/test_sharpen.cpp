@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 using vqtest::filled;
 using vqtest::pixelWord;
@@ -169,4 +170,33 @@ TEST(Sharpen, UnsharpMaskMovesAwayFromTheBoxBlur) {
     QImageEx extreme = img.copy();
     ASSERT_EQ(unsharp_mask_fast(extreme, 1, INFINITY, 0), 1);
     ASSERT_EQ(unsharp_mask_fast(extreme, 1, NAN, 0), 1);
+}
+
+TEST(Convolve, MatchesTheDefinitionOnWideImages) {
+    // Wide enough for every vector path; weights that sum to neither 0 nor 1.
+    std::mt19937 rng(21);
+    for (QImage::Format f : {kBgr, kArgb, QImage::Format_Grayscale8}) {
+        const QImage src = randomImage(53, 9, f, 5);
+        std::vector<double> kernel(25);
+        for (double& k : kernel)
+            k = (static_cast<int>(rng() % 2001) - 800) / 1000.0;
+        QImageEx img = src;
+        ASSERT_EQ(convolveImage(img, 5, kernel.data()), 1);
+        double sum = 0;
+        for (double k : kernel)
+            sum += k;
+        const int bpp = src.depth() / 8, channels = std::min(3, bpp), step = bpp >= 3 ? 3 : bpp;
+        for (int y = 0; y < 9; ++y)
+            for (int x = 0; x < 53; ++x)
+                for (int c = 0; c < channels; ++c) {
+                    double acc = 0;
+                    for (int j = 0; j < 5; ++j)
+                        for (int i = 0; i < 5; ++i)
+                            acc += kernel[j * 5 + i] *
+                                   src.constScanLine((y + j - 2 + 9) % 9)[((x + i - 2 + 53) % 53) * bpp + c];
+                    const double v = acc / sum;
+                    const int expected = v < 0 ? 0 : v > 255 ? 255 : static_cast<int>(v + 0.5);
+                    ASSERT_EQ(img.constScanLine(y)[x * step + c], expected) << f << " at " << x << "," << y;
+                }
+    }
 }

@@ -6,5 +6,7 @@
 namespace vq {
 
 bool cpuHasSse41();
+bool cpuHasAvx2();
+bool cpuHasAvx512();  // the F subset, with its 512-bit integer and double operations
 
 }  // namespace vq

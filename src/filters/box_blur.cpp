@@ -15,22 +15,6 @@
 
 namespace {
 
-// One output row of the box blur: byte = sum / divisor, for every byte or,
-// with alphaOnly, byte 3 only. `padding` is the value the outside counts as
-// (maskMode of 8-bit images: 255), added for the samples outside the image.
-template <int C>
-VQ_MULTIVERSION void boxMeanRow(uint8_t* out, const uint32_t* sums, const vq::ByteQuotient* quotient, int w,
-                                int32_t paddingPerPixel[], bool alphaOnly) {
-    for (int x = 0; x < w; ++x) {
-        for (int b = 0; b < C; ++b) {
-            if (alphaOnly && b != 3)
-                continue;
-            const int32_t sum = static_cast<int32_t>(sums[x * C + b]) + paddingPerPixel[x];
-            out[x * C + b] = static_cast<uint8_t>(quotient[x](sum));
-        }
-    }
-}
-
 // The same with 64-bit sums and a true division, for boxes too large for
 // the 32-bit path.
 void boxMeanRowWide(uint8_t* out, const uint64_t* sums, int64_t rows, int64_t boxSide, int width, int channels,
@@ -64,25 +48,18 @@ bool boxBlurInPlace(QImageEx& img, int r, bool alphaOnly, bool maskMode) {
             return true;
         });
     }
-    vq::RowDivisors divisors(w, h, r, fullBox);
-    std::vector<int32_t> paddingPerPixel(w, 0);
-    int64_t paddedRows = -1;
+    vq::RowMeans means(w, h, c, r, fullBox, padding);
+    std::vector<uint8_t> alphaRow(alphaOnly ? static_cast<size_t>(w) * c : 0);
     return vq::forEachBoxRow<uint32_t>(bits, stride, w, h, c, r, true, [&](int y, const uint8_t*, const uint32_t* sums) {
         img.set_progress(y);
-        const int64_t rows = vq::boxCount(y, r, h);
-        if (padding && rows != paddedRows) {
-            paddedRows = rows;
-            for (int x = 0; x < w; ++x)
-                paddingPerPixel[x] = static_cast<int32_t>(padding * (side * side - rows * vq::boxCount(x, r, w)));
-        }
-        const vq::ByteQuotient* quotient = divisors.forRow(y).data();
         uint8_t* out = bits + y * stride;
-        switch (c) {
-        case 1: boxMeanRow<1>(out, sums, quotient, w, paddingPerPixel.data(), false); break;
-        case 2: boxMeanRow<2>(out, sums, quotient, w, paddingPerPixel.data(), false); break;
-        case 3: boxMeanRow<3>(out, sums, quotient, w, paddingPerPixel.data(), false); break;
-        default: boxMeanRow<4>(out, sums, quotient, w, paddingPerPixel.data(), alphaOnly); break;
+        if (!alphaOnly) {
+            means.write(y, sums, out);
+            return true;
         }
+        means.write(y, sums, alphaRow.data());
+        for (int x = 0; x < w; ++x)
+            out[4 * x + 3] = alphaRow[4 * x + 3];
         return true;
     });
 }

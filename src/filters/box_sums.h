@@ -33,6 +33,8 @@ public:
 
     void addRow(const uint8_t* row) { accumulate(row, +1); }
     void removeRow(const uint8_t* row) { accumulate(row, -1); }
+    // Adds one row and removes another in a single pass.
+    void replaceRow(const uint8_t* entering, const uint8_t* leaving);
 
     // Box sums of the current column sums for every pixel byte of a row.
     void rowSums(Sum* out) const;
@@ -69,10 +71,16 @@ bool forEachBoxRow(uint8_t* bits, qsizetype stride, int width, int height, int c
         box.addRow(row(y));
     for (int y = 0; y < height; ++y) {
         if (y > 0) {
-            if (y + r < height)
-                box.addRow(row(y + r));
-            if (y - r - 1 >= 0)
-                box.removeRow(inPlace ? ring.data() + ((y - r - 1) % ringRows) * rowBytes : row(y - r - 1));
+            const uint8_t* entering = y + r < height ? row(y + r) : nullptr;
+            const uint8_t* leaving = y - r - 1 < 0 ? nullptr
+                                     : inPlace     ? ring.data() + ((y - r - 1) % ringRows) * rowBytes
+                                                   : row(y - r - 1);
+            if (entering && leaving)
+                box.replaceRow(entering, leaving);
+            else if (entering)
+                box.addRow(entering);
+            else if (leaving)
+                box.removeRow(leaving);
         }
         box.rowSums(sums.data());
         const uint8_t* original = row(y);
@@ -87,31 +95,40 @@ bool forEachBoxRow(uint8_t* bits, qsizetype stride, int width, int height, int c
     return true;
 }
 
-// Divisors of one row: rows(y) x columns(x) real samples, or the full box.
-// The exact byte quotients are rebuilt only when the row count changes.
-class RowDivisors {
+// The means of one row's box sums as bytes: sum (plus what the outside
+// counts for) divided by the number of samples of the pixel's box, exactly.
+// Divisors are rows(y) x columns(x) real samples, or the full box; the
+// per-byte tables are rebuilt only when the row count changes.
+class RowMeans {
 public:
-    RowDivisors(int width, int height, int radius, bool fullBox)
-        : m_width(width), m_height(height), m_radius(radius), m_fullBox(fullBox), m_quotients(width) {}
+    RowMeans(int width, int height, int channels, int radius, bool fullBox, uint8_t padding);
 
-    const std::vector<ByteQuotient>& forRow(int y) {
-        const int64_t rows = m_fullBox ? 2 * int64_t{m_radius} + 1 : boxCount(y, m_radius, m_height);
-        if (rows != m_rows) {
-            m_rows = rows;
-            for (int x = 0; x < m_width; ++x) {
-                const int64_t columns = m_fullBox ? 2 * int64_t{m_radius} + 1 : boxCount(x, m_radius, m_width);
-                m_quotients[x] = ByteQuotient(static_cast<int32_t>(rows * columns));
-            }
-        }
-        return m_quotients;
-    }
+    // Writes the means of row y's sums (width x channels of them) to out.
+    void write(int y, const uint32_t* sums, uint8_t* out);
+    // The same for the bytes [begin, end) of the row only.
+    void write(int y, const uint32_t* sums, uint8_t* out, qsizetype begin, qsizetype end);
+
+    // The bytes of row y whose pixels see the whole width of the box, which
+    // share one quotient and one extra (empty when there are too few).
+    struct Uniform {
+        qsizetype begin = 0, end = 0;
+        ByteQuotient quotient;
+        int32_t extra = 0;
+    };
+    Uniform uniform(int y);
 
 private:
-    int m_width, m_height, m_radius;
+    void prepare(int y);
+
+    int m_width, m_height, m_channels, m_radius;
     bool m_fullBox;
+    uint8_t m_padding;
     int64_t m_rows = -1;
-    std::vector<ByteQuotient> m_quotients;
+    std::vector<float> m_inverse;
+    std::vector<int32_t> m_divisor;
+    std::vector<int32_t> m_extra;  // the outside's contribution to each sum
 };
+
 
 // True when every box sum of bytes fits 32 bits with a byte quotient
 // (255 x (2r + 1)^2 within the exact divider's range).

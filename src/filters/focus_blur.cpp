@@ -4,6 +4,7 @@
 
 #include "core/guard.h"
 #include "core/happens_before.h"
+#include "core/scratch.h"
 #include "focus_blur.h"
 #include "focus_blur_threads.h"
 #include "recursive_gaussian.h"
@@ -77,7 +78,9 @@ float maskValue(const MaskGeometry& g, int x, int y) {
     const double d = std::hypot(rx / g.horizontalScale, ry);
     double t = (d - g.inner) / g.width;
     t = t > 0 ? (t < 1 ? t : 1.0) : 0.0;  // NaN (a degenerate shape) counts as sharp
-    return static_cast<float>(g.square ? t * t : std::pow(t, g.exponent));
+    if (g.square)
+        return static_cast<float>(t * t);
+    return static_cast<float>(g.exponent == 1 ? t : std::pow(t, g.exponent));  // pow(t, 1) is t
 }
 
 // --- the blend -----------------------------------------------------------------------------
@@ -91,7 +94,7 @@ inline uint8_t unitToByte(double v) {
 // Blends the two levels around each mask value, pixel by pixel in row
 // order; the bracketing interval is kept from pixel to pixel while the mask
 // value stays inside it.
-void blendLevels(QImageEx& img, const std::vector<std::vector<float>>& levels, const std::vector<float>& mask) {
+void blendLevels(QImageEx& img, const std::vector<float*>& levels, const float* mask) {
     const int n = static_cast<int>(levels.size());
     const double e = n > 2 ? 1.5 : 1.0;
     const int w = img.width();
@@ -109,8 +112,8 @@ void blendLevels(QImageEx& img, const std::vector<std::vector<float>>& levels, c
                 hi = std::pow(static_cast<double>(k + 1) / (n - 1), e);
             }
             const double t = (m - lo) / (hi - lo);
-            const float* below = levels[k].data() + 4 * i;
-            const float* above = levels[k + 1].data() + 4 * i;
+            const float* below = levels[k] + 4 * i;
+            const float* above = levels[k + 1] + 4 * i;
             double rgba[4];
             for (int c = 0; c < 4; ++c)
                 rgba[c] = below[c] + (above[c] - below[c]) * t;
@@ -122,12 +125,11 @@ void blendLevels(QImageEx& img, const std::vector<std::vector<float>>& levels, c
     }
 }
 
-std::vector<float> unitPlane(const QImageEx& img) {
+void toUnitPlane(const QImageEx& img, float* plane) {
     const int w = img.width();
-    std::vector<float> plane(static_cast<size_t>(w) * img.height() * 4);
     for (int y = 0; y < img.height(); ++y) {
         const uint8_t* row = img.constScanLine(y);
-        float* out = plane.data() + static_cast<size_t>(y) * w * 4;
+        float* out = plane + static_cast<size_t>(y) * w * 4;
         for (int x = 0; x < w; ++x) {
             out[4 * x + 0] = row[4 * x + 2] / 255.0f;
             out[4 * x + 1] = row[4 * x + 1] / 255.0f;
@@ -135,7 +137,6 @@ std::vector<float> unitPlane(const QImageEx& img) {
             out[4 * x + 3] = row[4 * x + 3] / 255.0f;
         }
     }
-    return plane;
 }
 
 // Runs the threads to completion: started together, then polled every
@@ -173,14 +174,16 @@ bool focusBlur(QImageEx& img, FocusBlurConfig& cfg) {
     rewriteConfigFields(cfg);
     const int n = levelsFor(cfg.blurAmount);
 
-    std::vector<std::vector<float>> levels(n);
-    levels[0] = unitPlane(img);
-    for (int i = 1; i < n; ++i)
-        levels[i].resize(levels[0].size());
-    std::vector<float> mask(static_cast<size_t>(w) * h);
-    std::vector<const float*> planes(n);
-    for (int i = 0; i < n; ++i)
-        planes[i] = levels[i].data();
+    const size_t planeSize = static_cast<size_t>(w) * h * 4;
+    std::vector<std::unique_ptr<vq::ScratchBuffer<float>>> memory;
+    std::vector<float*> levels(n);
+    for (int i = 0; i < n; ++i) {
+        memory.push_back(std::make_unique<vq::ScratchBuffer<float>>(planeSize));
+        levels[i] = memory.back()->get();
+    }
+    toUnitPlane(img, levels[0]);
+    vq::ScratchBuffer<float> mask(static_cast<size_t>(w) * h);
+    std::vector<const float*> planes(levels.begin(), levels.end());
 
     bool blurred = true;
     {
@@ -188,18 +191,18 @@ bool focusBlur(QImageEx& img, FocusBlurConfig& cfg) {
         std::vector<CBlurThread*> blurs;
         for (int i = 1; i < n; ++i) {
             auto blur = std::make_unique<CBlurThread>(static_cast<float>(levelSigma(i, n, cfg.blurAmount)), w, h,
-                                                      levels[0].data(), levels[i].data());
+                                                      levels[0], levels[i]);
             blurs.push_back(blur.get());
             crew.add(std::move(blur));
         }
-        crew.add(std::make_unique<CVignetteThread>(w, h, planes.data(), mask.data(), &cfg));
+        crew.add(std::make_unique<CVignetteThread>(w, h, planes.data(), mask.get(), &cfg));
         crew.startAndWait();
         for (const CBlurThread* blur : blurs)
             blurred = blurred && blur->succeeded();
     }
     if (!blurred)
         return false;
-    blendLevels(img, levels, mask);
+    blendLevels(img, levels, mask.get());
     return true;
 }
 
@@ -215,9 +218,8 @@ CBlurThread::~CBlurThread() = default;
 void CBlurThread::run() {
     VQ_HAPPENS_AFTER(this);
     m_succeeded = vq::guarded(false, [&] {
-        std::copy(m_source, m_source + static_cast<size_t>(m_width) * m_height * 4, m_destination);
-        vq::recursiveGaussianPlane(m_destination, m_width, m_height, 4, vq::recursiveGaussianCoefficients(m_sigma),
-                                   vq::Carried::Float, nullptr, nullptr);
+        vq::recursiveGaussianPlane(m_source, m_destination, m_width, m_height, 4,
+                                   vq::recursiveGaussianCoefficients(m_sigma), vq::Carried::Float);
         return true;
     });
     VQ_HAPPENS_BEFORE(this);

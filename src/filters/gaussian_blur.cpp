@@ -7,6 +7,7 @@
 #include "core/cancel.h"
 #include "core/guard.h"
 #include "core/image_rows.h"
+#include "core/scratch.h"
 #include "recursive_gaussian.h"
 #include "stack_blur.h"
 
@@ -14,6 +15,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 namespace {
@@ -37,42 +39,61 @@ bool stackBlur(QImageEx& img, int radius, const bool* cancel) {
     const int channels = vq::bytesPerPixel(img);
     if (w < 1 || h < 1 || (channels != 1 && channels != 3 && channels != 4))
         return true;
-    const qsizetype rowBytes = static_cast<qsizetype>(w) * channels;
-    std::vector<uint8_t> across(static_cast<size_t>(rowBytes) * h);
 
-    // First pass, along the rows, into `across`: a cancel leaves the image as it was.
+    // The first pass's result is kept strip by strip (64 bytes of every row
+    // of a strip of whole pixel columns, row after row), so that the second
+    // pass reads each strip as one contiguous block.
+    constexpr int kStripBytes = 64;
+    const int stripPixels = kStripBytes / channels;
+    const int strips = (w + stripPixels - 1) / stripPixels;
+    const qsizetype stripSize = static_cast<qsizetype>(h) * kStripBytes;
+    vq::ScratchBuffer<uint8_t> across(static_cast<size_t>(stripSize) * strips);
+    std::vector<uint8_t> rows(static_cast<size_t>(2 * w * channels));
+    const auto scatter = [&](const uint8_t* row, int y) {
+        for (int s = 0; s < strips; ++s) {
+            const int pixels = std::min(stripPixels, w - s * stripPixels);
+            std::memcpy(across.get() + s * stripSize + static_cast<qsizetype>(y) * kStripBytes,
+                        row + static_cast<qsizetype>(s) * stripPixels * channels, static_cast<size_t>(pixels) * channels);
+        }
+    };
+
+    // First pass, along the rows (two at a time): a cancel leaves the image.
     const uint8_t* source = img.constBits();
     const qsizetype stride = img.bytesPerLine();
-    for (int y = 0; y < h; ++y) {
+    uint8_t* first = rows.data();
+    uint8_t* second = rows.data() + static_cast<qsizetype>(w) * channels;
+    for (int y = 0; y < h; y += 2) {
         if (vq::isCancelled(cancel))
             return true;
         img.set_progress(y / 2);
-        vq::stackBlurRow(source + y * stride, across.data() + y * rowBytes, w, channels, radius);
+        if (y + 1 < h) {
+            img.set_progress((y + 1) / 2);
+            vq::stackBlurRowPair(source + y * stride, source + (y + 1) * stride, first, second, w, channels, radius);
+            scatter(first, y);
+            scatter(second, y + 1);
+        } else {
+            vq::stackBlurRow(source + y * stride, first, w, channels, radius);
+            scatter(first, y);
+        }
     }
 
-    // Second pass, down the columns, straight into the image, in strips of
-    // whole pixel columns: a cancel leaves the strips done blurred.
+    // Second pass, down the columns, straight into the image, strip by
+    // strip: a cancel leaves the strips done blurred.
     uint8_t* bits = img.bits();
-    const int stripPixels = 64 / channels;
-    for (int x0 = 0; x0 < w; x0 += stripPixels) {
+    for (int s = 0; s < strips; ++s) {
         if (vq::isCancelled(cancel))
             return true;
+        const int x0 = s * stripPixels;
         const int pixels = std::min(stripPixels, w - x0);
         for (int x = x0; x < x0 + pixels; ++x)
             img.set_progress(static_cast<int>(h / 2 + (int64_t{x} * h / w) / 2));
-        vq::stackBlurColumns(across.data() + static_cast<qsizetype>(x0) * channels, rowBytes,
-                             bits + static_cast<qsizetype>(x0) * channels, stride, h, pixels * channels, radius);
+        vq::stackBlurColumns(across.get() + s * stripSize, kStripBytes, bits + static_cast<qsizetype>(x0) * channels,
+                             stride, h, pixels * channels, radius);
     }
     return true;
 }
 
 // --- recursive Gaussian ------------------------------------------------------------------------
-
-inline uint8_t floatToByte(float v) {
-    if (!(v > 0))
-        return 0;
-    return v > 255 ? 255 : static_cast<uint8_t>(v);
-}
 
 bool recursiveGaussianBlur(QImageEx& img, float sigma, const bool* cancel) {
     const int w = img.width();
@@ -80,11 +101,6 @@ bool recursiveGaussianBlur(QImageEx& img, float sigma, const bool* cancel) {
     const int channels = vq::bytesPerPixel(img);
     if (w < 1 || h < 1 || channels < 1)
         return true;
-    const qsizetype rowValues = static_cast<qsizetype>(w) * channels;
-    std::vector<float> plane(static_cast<size_t>(rowValues) * h);
-    for (int y = 0; y < h; ++y)
-        std::copy(img.constScanLine(y), img.constScanLine(y) + rowValues, plane.begin() + y * rowValues);
-
     // Every channel is filtered at once; the progress values that mark the
     // start of each channel are reported as the work passes their share.
     int reported = 0;
@@ -94,18 +110,8 @@ bool recursiveGaussianBlur(QImageEx& img, float sigma, const bool* cancel) {
             ++reported;
         }
     };
-    const vq::RecursiveGaussianCoefficients g = vq::recursiveGaussianCoefficients(sigma);
-    if (!vq::recursiveGaussianPlane(plane.data(), w, h, channels, g, vq::Carried::Double, cancel, progress))
-        return true;  // cancelled: the image is left as it was
-
-    uint8_t* bits = img.bits();
-    const qsizetype stride = img.bytesPerLine();
-    for (int y = 0; y < h; ++y) {
-        const float* in = plane.data() + y * rowValues;
-        uint8_t* out = bits + y * stride;
-        for (qsizetype i = 0; i < rowValues; ++i)
-            out[i] = floatToByte(in[i]);
-    }
+    vq::recursiveGaussianBytes(img.bits(), img.bytesPerLine(), w, h, channels, vq::recursiveGaussianCoefficients(sigma),
+                               cancel, progress);
     return true;
 }
 
@@ -182,16 +188,8 @@ bool IIRGaussianFilterAlpha(uchar* data, int bytesPerLine, int width, int height
     if (width < 1 || height < 1)
         return true;
     return vq::guarded(false, [&] {
-        std::vector<float> plane(static_cast<size_t>(width) * height);
-        for (int y = 0; y < height; ++y)
-            std::copy(data + static_cast<qsizetype>(y) * bytesPerLine,
-                      data + static_cast<qsizetype>(y) * bytesPerLine + width, plane.begin() + static_cast<qsizetype>(y) * width);
-        vq::recursiveGaussianPlane(plane.data(), width, height, 1, vq::recursiveGaussianCoefficients(sigma),
-                                   vq::Carried::Double, nullptr, nullptr);
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x)
-                data[static_cast<qsizetype>(y) * bytesPerLine + x] = floatToByte(plane[static_cast<size_t>(y) * width + x]);
-        return true;
+        return vq::recursiveGaussianBytes(data, bytesPerLine, width, height, 1, vq::recursiveGaussianCoefficients(sigma),
+                                          nullptr, nullptr);
     });
 }
 

@@ -5,7 +5,8 @@
 //   z[k] = B y[k] + a1 z[k+1] + a2 z[k+2] + a3 z[k+3],  z[n..n+2] = y[n-1]
 // each evaluated left to right in double precision. The values carried
 // from step to step (y, and z's history) are kept in double, or rounded to
-// float as the focus blur's row buffers do; the result z is stored as float.
+// float as the focus blur's row buffers do; the result z is stored as float
+// (or, for a byte destination, as that float truncated to 0..255).
 // Independent signals ("lanes") run side by side, which changes nothing in
 // any lane's arithmetic and lets the loops vectorise.
 #pragma once
@@ -33,16 +34,33 @@ struct RecursiveGaussianWork {
     std::vector<float> floats;
 };
 
-// Filters `lanes` interleaved signals of n samples in place: sample k of lane
-// l is data[k * step + l].
-void recursiveGaussianLanes(float* data, qsizetype step, int n, int lanes, const RecursiveGaussianCoefficients& g,
-                            Carried carried, RecursiveGaussianWork& work);
+// Filters `lanes` interleaved signals of n samples: sample k of lane l is
+// read at in[k * inStep + l] and its result written at out[k * outStep + l]
+// (out may be in). Out is float or uint8_t.
+template <typename Out>
+void recursiveGaussianLanes(const float* in, qsizetype inStep, Out* out, qsizetype outStep, int n, int lanes,
+                            const RecursiveGaussianCoefficients& g, Carried carried, RecursiveGaussianWork& work);
 
-// The same on a float plane of `channels` interleaved values per pixel:
-// every row (all channels of a pixel at once), then every column. Returns
-// false when cancelled (checked for every few rows and columns). `progress`,
-// when set, hears the share of the work done (0..1) as it goes.
-bool recursiveGaussianPlane(float* plane, int width, int height, int channels, const RecursiveGaussianCoefficients& g,
-                            Carried carried, const bool* cancel, const std::function<void(double)>& progress);
+// Filters an image of `channels` bytes a pixel: every row (all channels of
+// a pixel as lanes), then every column, the result written back as bytes.
+// Returns false when cancelled (checked every few rows and columns): during
+// the rows nothing is written yet, during the columns the column blocks done
+// hold their result. `progress`, when set, hears the share done (0..1).
+bool recursiveGaussianBytes(uint8_t* bits, qsizetype stride, int width, int height, int channels,
+                            const RecursiveGaussianCoefficients& g, const bool* cancel,
+                            const std::function<void(double)>& progress);
+
+// The same on a float plane of `channels` values a pixel, from `source`
+// into `destination` (which may be the source).
+void recursiveGaussianPlane(const float* source, float* destination, int width, int height, int channels,
+                            const RecursiveGaussianCoefficients& g, Carried carried);
+
+// The byte a filtered value is stored as: truncated, 0 below 0 (and for
+// NaN), 255 above 255.
+inline uint8_t filteredByte(float v) {
+    if (!(v > 0))
+        return 0;
+    return v > 255 ? 255 : static_cast<uint8_t>(v);
+}
 
 }  // namespace vq

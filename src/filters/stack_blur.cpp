@@ -2,9 +2,16 @@
 
 #include "core/pixel_math.h"
 
+#include "core/cpu.h"
+
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#define VQ_STACK_SSE41 1
+#endif
 
 namespace vq {
 
@@ -42,7 +49,7 @@ void firstWindow(At at, int n, int64_t r, Sum& S, Sum& L, Sum& R) {
 }
 
 template <int C, typename Sum, typename Quotient>
-void blurRow(const uint8_t* in, uint8_t* out, int w, int64_t r, Quotient quotient) {
+VQ_MULTIVERSION void blurRow(const uint8_t* in, uint8_t* out, int w, int64_t r, Quotient quotient) {
     Sum S[C], L[C], R[C];
     for (int c = 0; c < C; ++c)
         firstWindow<Sum>([&](int x) { return Sum{in[x * C + c]}; }, w, r, S[c], L[c], R[c]);
@@ -75,7 +82,7 @@ void blurRow(const uint8_t* in, uint8_t* out, int w, int channels, int64_t r, Qu
 constexpr int kMaxLanes = 64;
 
 template <typename Sum, typename Quotient>
-void blurColumns(const uint8_t* in, qsizetype inStride, uint8_t* out, qsizetype outStride, int h, int lanes,
+VQ_MULTIVERSION void blurColumns(const uint8_t* in, qsizetype inStride, uint8_t* out, qsizetype outStride, int h, int lanes,
                  int64_t r, Quotient quotient) {
     Sum S[kMaxLanes], L[kMaxLanes], R[kMaxLanes];
     for (int l = 0; l < lanes; ++l)
@@ -96,6 +103,95 @@ void blurColumns(const uint8_t* in, qsizetype inStride, uint8_t* out, qsizetype 
     }
 }
 
+#if VQ_STACK_SSE41
+
+// The row pass for 4-byte pixels with the four channels of a pixel in one
+// register of 32-bit lanes; the byte quotient is the same estimate and
+// correction as ByteQuotient, lane by lane.
+__attribute__((target("sse4.1"))) inline __m128i widenPixel(const uint8_t* p) {
+    int32_t word;
+    std::memcpy(&word, p, 4);
+    return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(word));
+}
+
+__attribute__((target("sse4.1"))) void blurRowFourSse41(const uint8_t* in, uint8_t* out, int w, int64_t r,
+                                                      ByteQuotient quotient) {
+    uint32_t s[4], l[4], rr[4];
+    for (int c = 0; c < 4; ++c)
+        firstWindow<uint32_t>([&](int x) { return uint32_t{in[x * 4 + c]}; }, w, r, s[c], l[c], rr[c]);
+    __m128i S = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    __m128i L = _mm_loadu_si128(reinterpret_cast<const __m128i*>(l));
+    __m128i R = _mm_loadu_si128(reinterpret_cast<const __m128i*>(rr));
+    const __m128 inverse = _mm_set1_ps(quotient.inverse);
+    const __m128i divisor = _mm_set1_epi32(quotient.d);
+    const __m128i one = _mm_set1_epi32(1);
+    const int64_t last = w - 1;
+    for (int x = 0; x < w; ++x) {
+        __m128i q = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(S), inverse));
+        const __m128i t = _mm_mullo_epi32(q, divisor);
+        q = _mm_add_epi32(q, _mm_cmpgt_epi32(t, S));                                       // too high: -1
+        q = _mm_add_epi32(q, _mm_add_epi32(one, _mm_cmpgt_epi32(_mm_add_epi32(t, divisor), S)));  // too low: +1
+        const __m128i bytes = _mm_packus_epi16(_mm_packus_epi32(q, q), q);
+        const int32_t word = _mm_cvtsi128_si32(bytes);
+        std::memcpy(out + 4 * x, &word, 4);
+
+        const __m128i pin = widenPixel(in + std::min<int64_t>(x + r + 1, last) * 4);
+        const __m128i pout = widenPixel(in + std::max<int64_t>(x - r, 0) * 4);
+        const __m128i pnext = widenPixel(in + std::min<int64_t>(x + 1, last) * 4);
+        S = _mm_sub_epi32(_mm_add_epi32(_mm_add_epi32(S, R), pin), L);
+        L = _mm_sub_epi32(_mm_add_epi32(L, pnext), pout);
+        R = _mm_sub_epi32(_mm_add_epi32(R, pin), pnext);
+    }
+}
+
+// Two rows at once with AVX2: the low half of each register holds the
+// pixel of the first row, the high half that of the second.
+__attribute__((target("avx2"))) inline __m256i widenPixelPair(const uint8_t* p0, const uint8_t* p1) {
+    int32_t w0, w1;
+    std::memcpy(&w0, p0, 4);
+    std::memcpy(&w1, p1, 4);
+    return _mm256_cvtepu8_epi32(_mm_unpacklo_epi32(_mm_cvtsi32_si128(w0), _mm_cvtsi32_si128(w1)));
+}
+
+__attribute__((target("avx2"))) void blurRowPairFourAvx2(const uint8_t* in0, const uint8_t* in1, uint8_t* out0,
+                                                        uint8_t* out1, int w, int64_t r, ByteQuotient quotient) {
+    uint32_t s[8], l[8], rr[8];
+    for (int c = 0; c < 4; ++c) {
+        firstWindow<uint32_t>([&](int x) { return uint32_t{in0[x * 4 + c]}; }, w, r, s[c], l[c], rr[c]);
+        firstWindow<uint32_t>([&](int x) { return uint32_t{in1[x * 4 + c]}; }, w, r, s[4 + c], l[4 + c], rr[4 + c]);
+    }
+    __m256i S = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+    __m256i L = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(l));
+    __m256i R = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(rr));
+    const __m256 inverse = _mm256_set1_ps(quotient.inverse);
+    const __m256i divisor = _mm256_set1_epi32(quotient.d);
+    const __m256i one = _mm256_set1_epi32(1);
+    const int64_t last = w - 1;
+    for (int x = 0; x < w; ++x) {
+        __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(S), inverse));
+        const __m256i t = _mm256_mullo_epi32(q, divisor);
+        q = _mm256_add_epi32(q, _mm256_cmpgt_epi32(t, S));
+        q = _mm256_add_epi32(q, _mm256_add_epi32(one, _mm256_cmpgt_epi32(_mm256_add_epi32(t, divisor), S)));
+        const __m256i words = _mm256_packus_epi16(_mm256_packus_epi32(q, q), q);
+        const int32_t first = _mm_cvtsi128_si32(_mm256_castsi256_si128(words));
+        const int32_t second = _mm_cvtsi128_si32(_mm256_extracti128_si256(words, 1));
+        std::memcpy(out0 + 4 * x, &first, 4);
+        std::memcpy(out1 + 4 * x, &second, 4);
+
+        const int64_t in = std::min<int64_t>(x + r + 1, last) * 4;
+        const int64_t out = std::max<int64_t>(x - r, 0) * 4;
+        const int64_t next = std::min<int64_t>(x + 1, last) * 4;
+        const __m256i pin = widenPixelPair(in0 + in, in1 + in);
+        const __m256i pout = widenPixelPair(in0 + out, in1 + out);
+        const __m256i pnext = widenPixelPair(in0 + next, in1 + next);
+        S = _mm256_sub_epi32(_mm256_add_epi32(_mm256_add_epi32(S, R), pin), L);
+        L = _mm256_sub_epi32(_mm256_add_epi32(L, pnext), pout);
+        R = _mm256_sub_epi32(_mm256_add_epi32(R, pin), pnext);
+    }
+}
+
+#endif
+
 // 32-bit sums whose quotients are bytes: the kernels built for several
 // instruction sets (the lanes vectorise).
 struct FastQuotient {
@@ -103,11 +199,16 @@ struct FastQuotient {
     uint8_t operator()(uint32_t n) const { return static_cast<uint8_t>(byte(static_cast<int32_t>(n))); }
 };
 
-VQ_MULTIVERSION void fastRow(const uint8_t* in, uint8_t* out, int w, int channels, int r) {
-    blurRow<uint32_t>(in, out, w, channels, r, FastQuotient{ByteQuotient((r + 1) * (r + 1))});
+void fastRow(const uint8_t* in, uint8_t* out, int w, int channels, int r) {
+    const ByteQuotient quotient((r + 1) * (r + 1));
+#if VQ_STACK_SSE41
+    if (channels == 4 && cpuHasSse41())
+        return blurRowFourSse41(in, out, w, r, quotient);
+#endif
+    blurRow<uint32_t>(in, out, w, channels, r, FastQuotient{quotient});
 }
 
-VQ_MULTIVERSION void fastColumns(const uint8_t* in, qsizetype inStride, uint8_t* out, qsizetype outStride, int h,
+void fastColumns(const uint8_t* in, qsizetype inStride, uint8_t* out, qsizetype outStride, int h,
                                  int lanes, int r) {
     blurColumns<uint32_t>(in, inStride, out, outStride, h, lanes, r,
                           FastQuotient{ByteQuotient((r + 1) * (r + 1))});
@@ -126,6 +227,16 @@ void stackBlurRow(const uint8_t* in, uint8_t* out, int width, int channels, int 
         blurRow<uint64_t>(in, out, width, channels, r, PlainQuotient<uint64_t>{uint64_t((r + 1) * (r + 1))});
     else
         blurRow<Wide>(in, out, width, channels, r, PlainQuotient<Wide>{Wide(r + 1) * Wide(r + 1)});
+}
+
+void stackBlurRowPair(const uint8_t* in0, const uint8_t* in1, uint8_t* out0, uint8_t* out1, int width, int channels,
+                      int radius) {
+#if VQ_STACK_SSE41
+    if (channels == 4 && fitsFastPath(radius) && cpuHasAvx2())
+        return blurRowPairFourAvx2(in0, in1, out0, out1, width, radius, ByteQuotient((radius + 1) * (radius + 1)));
+#endif
+    stackBlurRow(in0, out0, width, channels, radius);
+    stackBlurRow(in1, out1, width, channels, radius);
 }
 
 void stackBlurColumns(const uint8_t* in, qsizetype inStride, uint8_t* out, qsizetype outStride, int height,
