@@ -26,14 +26,15 @@ class QImage;
 //    every byte of a pixel filtered on its own.
 // Images of other formats are converted to ARGB32 first. Progress: y / 2 per
 // row, then h / 2 + (x h / w) / 2 per column (stack blur); c h / bpp at the
-// start of channel c (recursive). A cancel still returns true; it leaves the
-// image unchanged during the first pass, and the columns already done
-// blurred during the second (stack blur, done in strips of whole columns),
-// or the image unchanged (recursive blur).
+// start of channel c (recursive; all channels are filtered together, so
+// these values mark shares of the whole work). A cancel still returns true;
+// during the first pass (rows) it leaves the image unchanged, during the
+// second (columns, done in strips of whole columns) it leaves the strips
+// already done blurred.
 VQUTIL_EXPORT bool GaussianBlur(QImageEx& img, int radius, bool* cancel, bool useRecursive);
 // The recursive Gaussian of one 8-bit plane (rows bytesPerLine apart), rows
 // first, then columns, written back truncated to 0..255. False only when
-// memory is short (or for a null plane or a size without pixels).
+// memory is short or the plane is null (a size without pixels: true).
 VQUTIL_EXPORT bool IIRGaussianFilterAlpha(uchar* data, int bytesPerLine, int width, int height, float sigma);
 // IIRGaussianFilterAlpha on an 8-bit image, in place.
 VQUTIL_EXPORT void gaussianBlurAlpha(QImage& img, double sigma);

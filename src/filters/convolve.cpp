@@ -114,6 +114,22 @@ void convolveChannelRow(const double* const* rows, const double* kernel, int ord
     convolveChannelRowScalar(rows, kernel, order, 0, w, out);
 }
 
+// One channel of a row of `bpp`-byte pixels as doubles.
+template <int Bpp>
+VQ_MULTIVERSION void widenChannel(const uint8_t* in, double* out, int w) {
+    for (int x = 0; x < w; ++x)
+        out[x] = in[x * Bpp];
+}
+
+void widenChannel(const uint8_t* in, int bpp, double* out, int w) {
+    switch (bpp) {
+    case 1: widenChannel<1>(in, out, w); break;
+    case 2: widenChannel<2>(in, out, w); break;
+    case 3: widenChannel<3>(in, out, w); break;
+    default: widenChannel<4>(in, out, w); break;
+    }
+}
+
 // Source rows as doubles, one plane per channel, each row padded with
 // `half` columns from the other side so that the torus needs no index wrap.
 class WrappedRows {
@@ -131,8 +147,7 @@ public:
             const int bpp = m_img.depth() / 8;
             const uint8_t* in = m_img.constScanLine(y) + c;
             double* out = slot.data() + m_half;
-            for (int x = 0; x < w; ++x)
-                out[x] = in[x * bpp];
+            widenChannel(in, bpp, out, w);
             for (int p = 1; p <= m_half; ++p) {  // the torus: the other side's columns
                 out[-p] = out[w - p];
                 out[w - 1 + p] = out[p - 1];
