@@ -11,5 +11,5 @@ export QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen}
 if (($#)); then
   "$root/build/release/tools/vqtool" "$@"
 else
-  "$root/build/release/tools/vqtool" -o "$root/out/vqtool-demo.png"
+  "$root/build/release/tools/vqtool" -o "$root/out/vqtool-demo.png" --histogram "$root/out/vqtool-histogram.png"
 fi

@@ -16,6 +16,7 @@
 #include <QPainter>
 #include <QRadialGradient>
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <vector>
@@ -28,31 +29,54 @@ struct Operation {
     std::function<bool(QImageEx&)> run;
 };
 
-void invertRow(uint8_t* p, int width) {
-    for (int x = 0; x < width; ++x, p += 4) {
-        p[0] = static_cast<uint8_t>(255 - p[0]);
-        p[1] = static_cast<uint8_t>(255 - p[1]);
-        p[2] = static_cast<uint8_t>(255 - p[2]);
-    }
+// An S-shaped tone curve through five knots, sampled from the spline.
+bool sCurve(QImageEx& image) {
+    float x[] = {0, 64, 128, 192, 255}, y[] = {0, 52, 128, 204, 255};
+    CubicSpline spline;
+    spline.Initialize(x, y, 5);
+    unsigned char table[256];
+    for (int v = 0; v < 256; ++v)
+        table[v] = static_cast<unsigned char>(std::clamp(static_cast<int>(spline.Interpolate(v) + 0.5f), 0, 255));
+    return AdjustRGBOffset(image, nullptr, table, table, table, nullptr);
 }
 
-// Colour negative through the band dispatcher, alpha kept.
-bool invertColours(QImageEx& image) {
-    image.beginDetach();
-    uint8_t* bits = image.bits();
-    const qsizetype stride = image.bytesPerLine();
-    const int width = image.width();
-    processLinesParallel(0, image.height(), [=](int row, int end) {
-        for (; row < end; ++row)
-            invertRow(bits + row * stride, width);
-    });
-    image.endDetach();
+// Warm midtones: red gamma up, blue gamma down, a little output headroom.
+bool warmLevels(QImageEx& image) {
+    ColorLevelsConfig config{};
+    for (int c = 0; c < 5; ++c) {
+        config.inputWhite[c] = 1;
+        config.gamma[c] = 1;
+        config.outputWhite[c] = 1;
+    }
+    config.gamma[1] = 1.15;
+    config.gamma[3] = 0.9;
+    config.outputBlack[0] = 0.02;
+    return vqDoColorLevel(image, nullptr, &config);
+}
+
+bool autoContrast(QImageEx& image) {
+    double brightness = 0, contrast = 1;
+    getAutoBrightContractValue(image, brightness, contrast);
+    std::printf("  brightness %.3f, contrast %.3f\n", brightness, contrast);
+    CDib::adjustBrightAndContrast(image, nullptr, contrast, brightness);
     return true;
 }
 
 const std::vector<Operation>& operations() {
     static const std::vector<Operation> table = {
-        {"invert", "colour negative in parallel bands (alpha kept)", invertColours},
+        {"autolevel", "automatic levels per channel", [](QImageEx& i) { return ThAutoLevel(i) >= 0; }},
+        {"autocontrast", "automatic brightness and contrast from the grey histogram", autoContrast},
+        {"curves", "S-shaped tone curve from a cubic spline", sCurve},
+        {"levels", "warm midtones through the levels tables", warmLevels},
+        {"blur", "Gaussian blur, radius 8", [](QImageEx& i) { return GaussianBlur(i, 8, nullptr, false); }},
+        {"sharpen", "unsharp mask, radius 3, amount 0.6", [](QImageEx& i) { return unsharp_mask_fast(i, 3, 0.6, 2); }},
+        {"grey", "grey in place (alpha kept)", [](QImageEx& i) { Dib2Gray(i, nullptr, false); return true; }},
+        {"blackwhite", "hue-weighted black and white",
+         [](QImageEx& i) { return blackWhite(i, {40, 60, 40, 60, 20, 80}); }},
+        {"threshold", "hard threshold at grey 128", [](QImageEx& i) { return thresholdSplit(i, 128); }},
+        {"posterize", "six levels per channel", [](QImageEx& i) { return posterize(i, 6); }},
+        {"solarize", "solarise above 50 %", [](QImageEx& i) { return DibSolarize(i, nullptr, 50) == 1; }},
+        {"invert", "colour negative (alpha kept)", [](QImageEx& i) { return NegativeDib(i, nullptr); }},
     };
     return table;
 }
@@ -89,6 +113,24 @@ QImage builtInImage() {
     return image;
 }
 
+// The red, green and blue histograms drawn over each other, as a levels
+// dialog shows them.
+bool writeHistogram(const QImageEx& image, const QString& path) {
+    std::vector<int> red(256), green(256), blue(256);
+    getHistoGramValue(image, nullptr, red.data(), green.data(), blue.data());
+    int* histograms[] = {red.data(), green.data(), blue.data()};
+    QColor fills[] = {QColor(220, 40, 40, 90), QColor(40, 180, 40, 90), QColor(40, 60, 220, 90)};
+    QColor outlines[] = {QColor(180, 0, 0), QColor(0, 130, 0), QColor(0, 30, 180)};
+    QImage drawn;
+    drawHistoGramToImage(drawn, QColor(250, 250, 250), QSize(512, 200), 3, 0, histograms, fills, outlines);
+    if (!drawn.save(path)) {
+        std::fprintf(stderr, "vqtool: cannot write '%s'\n", qPrintable(path));
+        return false;
+    }
+    std::printf("wrote %s (histogram)\n", qPrintable(path));
+    return true;
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -100,9 +142,11 @@ int main(int argc, char* argv[]) {
     parser.addPositionalArgument("input", "Image file to read (default: a built-in test image).", "[input]");
     const QCommandLineOption outputOption({"o", "output"}, "File to write (default: vqtool-out.png).", "file",
                                           "vqtool-out.png");
-    const QCommandLineOption opOption("op", "Operation to run; may be repeated (default: invert).", "name");
+    const QCommandLineOption opOption("op", "Operation to run; may be repeated (default: autolevel, curves, sharpen).",
+                                      "name");
+    const QCommandLineOption histogramOption("histogram", "Also draw the result's histogram into this file.", "file");
     const QCommandLineOption listOption("list", "List the operations and exit.");
-    parser.addOptions({outputOption, opOption, listOption});
+    parser.addOptions({outputOption, opOption, histogramOption, listOption});
     parser.process(app);
 
     if (parser.isSet(listOption)) {
@@ -112,7 +156,8 @@ int main(int argc, char* argv[]) {
     }
 
     std::vector<const Operation*> steps;
-    const QStringList names = parser.isSet(opOption) ? parser.values(opOption) : QStringList{"invert"};
+    const QStringList names = parser.isSet(opOption) ? parser.values(opOption)
+                                                    : QStringList{"autolevel", "curves", "sharpen"};
     for (const QString& name : names) {
         const Operation* op = findOperation(name);
         if (!op) {
@@ -161,5 +206,7 @@ int main(int argc, char* argv[]) {
         return 1;
     }
     std::printf("wrote %s (%dx%d)\n", qPrintable(output), result.width(), result.height());
+    if (parser.isSet(histogramOption) && !writeHistogram(working, parser.value(histogramOption)))
+        return 1;
     return 0;
 }

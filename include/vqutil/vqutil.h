@@ -4,5 +4,6 @@
 #include <vqutil/qimageex.h>
 #include <vqutil/core.h>
 #include <vqutil/composite.h>
+#include <vqutil/adjust.h>
 #include <vqutil/filters.h>
 #include <vqutil/transform.h>

@@ -1,0 +1,245 @@
+// vqutil tone and colour adjustment: curves (cubic splines and tone tables),
+// levels, histograms, and point operations.
+//
+// Tone operations express their effect as 256-entry byte tables (entry v is
+// the new value of a channel whose old value is v) applied by AdjustRGBOffset
+// or AdjustCMYKOffset. Operations that take a selection mask change only the
+// pixels whose mask byte is 0 and work inside the mask's bounds. Per-pixel
+// passes over 24- and 32-bit images run in parallel bands of rows; they
+// report progress with the row number and, where stated, stop when
+// QImageEx::set_progress returns false (the rows done stay changed).
+#pragma once
+
+#include <vqutil/core.h>
+
+#include <QColor>
+#include <QSize>
+#include <QString>
+#include <QVector>
+
+class QImage;
+class QPainter;
+
+// ---------------------------------------------------------------------------
+// Curves
+// ---------------------------------------------------------------------------
+
+// A natural cubic spline through caller-owned knots, fitted in single
+// precision (Thomas algorithm), for sampling 256-entry curves.
+//
+// The spline keeps pointers to the caller's x and y arrays: they must stay
+// alive and unchanged while it is evaluated. Assignment and copying share
+// the coefficient arrays between the objects (reference counted, so that
+// they are released once, by the last object that holds them).
+class VQUTIL_EXPORT CubicSpline {
+public:
+    CubicSpline();
+    CubicSpline(const CubicSpline& other);
+    CubicSpline& operator=(const CubicSpline& other);
+    ~CubicSpline();
+
+    // Stores the knots (x strictly increasing, n >= 2) and fits the spline.
+    // Fewer than two knots (or null arrays) leave no coefficients:
+    // Interpolate then returns y[0], or 0 without knots.
+    void Initialize(float* x, float* y, int n);
+    // The value at t: the segment found by bisection (a t on an inner knot
+    // takes the segment to its left), y[i] + b s in float, plus c s^2 and
+    // d s^3 taken with the double-precision pow, summed in double. Outside
+    // the knots the first or last segment is extrapolated.
+    float Interpolate(float t);
+
+private:
+    void Reset();
+    int GetIndex(float t);
+    float Interpolate(float t, int i);
+
+    float* b;  // linear coefficient of each of the n - 1 segments
+    float* c;  // quadratic coefficient at each knot (the last is 0)
+    float* d;  // cubic coefficient of each segment
+    float* x;  // the caller's abscissas (not owned)
+    float* y;  // the caller's values (not owned)
+    int n;
+};
+
+// Maps bytes 0, 1, 2 (blue, green, red) of every pixel through blue, green
+// and red, then, when given, each through master (alpha is never touched).
+// Grayscale8 and Alpha8 images are first converted to Format_Indexed8;
+// indexed and 1-bit images have their colour table mapped (the mask plays
+// no part); other images below 24 bits are left alone. With a mask only
+// pixels whose mask byte is 0, inside its bounds, change. False for a null
+// image or a null channel table.
+VQUTIL_EXPORT bool AdjustRGBOffset(QImageEx& image, const QImageEx* mask, unsigned char* red, unsigned char* green,
+                                   unsigned char* blue, unsigned char* master);
+// The same in CMYK terms: every pixel of the work rectangle is converted to
+// C, M, Y, K (QImageEx::BgrToCmyk), each channel with a non-null table is
+// mapped, then all four through master, and the result converted back and
+// written where the mask byte is 0. Grey images are left alone; indexed
+// images have their colour table mapped. Progress is reported, but these
+// bands never stop early. False for a null image.
+VQUTIL_EXPORT bool AdjustCMYKOffset(QImageEx& image, const QImageEx* mask, unsigned char* cyan,
+                                    unsigned char* magenta, unsigned char* yellow, unsigned char* black,
+                                    unsigned char* master);
+
+// ---------------------------------------------------------------------------
+// Levels
+// ---------------------------------------------------------------------------
+
+// The levels settings: 26 doubles in this order, so callers may fill it as
+// an array. Values are fractions of full scale (0..1). Index 0 of each group
+// is the master channel, 1..4 the colour channels (red, green, blue and one
+// that RGB images ignore; or cyan, magenta, yellow, black).
+struct ColorLevelsConfig {
+    double inputBlack[5];
+    double inputWhite[5];
+    double reserved;  // not read by the library
+    double gamma[5];  // each at least 0.001
+    double outputBlack[5];
+    double outputWhite[5];
+};
+static_assert(sizeof(ColorLevelsConfig) == 26 * sizeof(double), "26 doubles, no padding");
+
+// Fills table[r][i] (0..1) for colour channel r + 1 and input i / 255: the
+// channel's levels (input range, gamma 1 / gamma as float, output range,
+// inverted when output white < black), then the master's, clamped to 0..1.
+// False, table untouched, for a null config or a gamma below 0.001.
+VQUTIL_EXPORT bool color_levels_process(float table[4][256], const ColorLevelsConfig* config);
+// Applies the levels to an RGB image through AdjustRGBOffset (tables
+// truncate(entry x 255.0f) of rows 0, 1, 2 as red, green, blue). A config
+// the table builder rejects leaves the image unchanged. False for a null
+// image or config.
+VQUTIL_EXPORT bool vqDoColorLevel(QImageEx& image, const QImageEx* mask, const ColorLevelsConfig* config);
+// The same through AdjustCMYKOffset with rows 0..3 as cyan, magenta,
+// yellow, black.
+VQUTIL_EXPORT bool vqDoColorLevelCMYK(QImageEx& image, const QImageEx* mask, const ColorLevelsConfig* config);
+// Automatic levels: each of bytes 0, 1, 2 is stretched so that about 0.6 %
+// of the pixels clip at each end (the bins where the cumulative share is
+// closest to 0.6 %). Images other than 24 and 32 bits become ARGB32 first.
+// Returns the mean brightness (3 b0 + 6 b1 + b2) / 10 afterwards; 0 for a
+// null image. Runs on the calling thread.
+VQUTIL_EXPORT int ThAutoLevel(QImageEx& image);
+
+// ---------------------------------------------------------------------------
+// Histograms
+// ---------------------------------------------------------------------------
+
+// 256 counts of grey values: the byte of 8-bit grey images,
+// (59 b1 + 11 b0 + 30 b2) / 100 of 24- and 32-bit pixels, and for indexed
+// and 1-bit images the grey of each used colour-table entry composited over
+// white. Nothing for a null table.
+VQUTIL_EXPORT void getHistoGramGrey(const QImageEx& image, int* grey);
+// Counts per pixel: value at max(b0, b1, b2), first (red), second (green),
+// third (blue): bytes 2, 1, 0 of 32-bit pixels, bytes 0, 1, 2 of 24-bit
+// ones. Grey 8-bit images count their byte in all four, indexed images the
+// colour of their entry, 1-bit images their bit value. Null tables are
+// skipped.
+VQUTIL_EXPORT void getHistoGramValue(const QImageEx& image, int* value, int* first, int* second, int* third);
+// Counts of the pixels' C, M, Y, K values (QImageEx::BgrToCmyk): value at
+// max(C, M, Y, K), then cyan, magenta, yellow, black. 24- and 32-bit images
+// only, counted in parallel bands; null tables are skipped.
+VQUTIL_EXPORT void getHistoGramValueCMYK(const QImageEx& image, int* value, int* cyan, int* magenta, int* yellow,
+                                         int* black);
+VQUTIL_EXPORT void getHistoGramValueQImage(const QImage& image, int* value, int* first, int* second, int* third);
+VQUTIL_EXPORT void getHistoGramValueCMYKQImage(const QImage& image, int* value, int* cyan, int* magenta,
+                                               int* yellow, int* black);
+
+// Draws histograms as a levels dialog shows them, into the rectangle
+// (0, 0, size): `count` histograms of 256 bins each (histograms[i], null
+// entries skipped), drawn in order over each other as filled areas with an
+// outline, bin i across columns [i w / 256, (i + 1) w / 256), heights from
+// the bottom edge. `fullScale` is the count drawn at full height; 0 or less
+// chooses it: the tallest bin, but at most 1.5 times the bin at the 98th
+// percentile of the non-empty bins (of all histograms together), so that a
+// few spikes (a flat background, clipped highlights) do not flatten the
+// rest; taller bins are cut off at the top. fills[i] and outlines[i] colour histogram i; null
+// arrays give a neutral grey fill and a dark outline. Faint guides mark the
+// quarters of the range.
+VQUTIL_EXPORT void drawHistoGramToPainter(QPainter* painter, const QSize& size, int count, int fullScale,
+                                          int** histograms, QColor* fills, QColor* outlines);
+// image = a new ARGB32 image of `size` filled with `background`, then the
+// histograms drawn on it as above.
+VQUTIL_EXPORT void drawHistoGramToImage(QImage& image, const QColor& background, const QSize& size, int count,
+                                        int fullScale, int** histograms, QColor* fills, QColor* outlines);
+// CDib::adjustBrightAndContrast on a plain QImage, without a mask.
+VQUTIL_EXPORT void adjustBrightAndContrastQImage(QImage& image, double contrast, double brightness);
+// Brightness and contrast for CDib::adjustBrightAndContrast that stretch the
+// image's tones: from the grey histogram, the levels L and H where about
+// 0.6 % of the pixels lie below and above (as ThAutoLevel clips), solve
+// (s i - 128) k + 128 = 0 at L and 255 at H for the brightness stretch
+// s = 255 / (254 - 306 brightness) and the contrast factor k (contrast
+// 2k - 1 above 1, (k - 0.8) / 0.2 below). When the brightness cannot
+// stretch enough on its own (s would stay below 255 / 254, its smallest
+// stretch), brightness is 0 and k = 255 / (H - L) alone. An image that
+// already spans the range gets brightness 0 and a contrast close to 1, one
+// of a single grey (nothing to stretch) exactly 0 and 1; brightness is never
+// negative (a shift down would not stretch).
+VQUTIL_EXPORT void getAutoBrightContractValue(QImageEx& image, double& brightness, double& contrast);
+
+// ---------------------------------------------------------------------------
+// Point operations
+// ---------------------------------------------------------------------------
+
+// dst = an 8-bit Grayscale8 version of src: 24- and 32-bit pixels
+// truncate(0.587 b1 + 0.299 b0 + 0.114 b2 + 0.5) (the byte weights are kept
+// as they are), 32-bit pixels composited by their alpha over black when the
+// background's grey is 0 and over white otherwise; indexed and 1-bit pixels
+// through their colour table composited over the background's grey. A
+// Grayscale8 source leaves dst untouched.
+VQUTIL_EXPORT void makeGrayscale8(QImageEx& dst, const QImageEx& src, unsigned int background);
+// In place, format kept: bytes 0, 1, 2 become
+// truncate(0.587 b1 + 0.299 b0 + 0.114 b2 + 0.5) where the mask byte is 0
+// (inside its bounds), alpha kept; indexed images get grey colour-table
+// entries. Grayscale8 and images below 24 bits are left alone.
+VQUTIL_EXPORT void Dib2Gray(QImageEx& image, QImageEx* mask, bool);
+// An automatic black-and-white threshold (0..255) by Otsu's method: the
+// level that best separates the grey histogram into dark and light
+// classes (largest between-class variance); pixels at or below it are the
+// dark class. An image of one grey gives that grey; a null image 128.
+// Greys are those of convertToBW.
+VQUTIL_EXPORT int calDivideValue(const QImageEx& image);
+// dst = a 1-bit Format_Mono image (index 0 black, 1 white, most significant
+// bit first): white where the grey is above the threshold (0: automatic,
+// calDivideValue). Greys: 8-bit grey the byte; indexed the entry's
+// (11 R + 16 G + 5 B) >> 5 over white; 24-bit (59 b1 + 30 b2 + 11 b0) / 100;
+// 32-bit (11 b0 + 59 b1 + 30 b2) / 100 composited by alpha over white. A
+// 1-bit source is copied. False when dst cannot be created.
+VQUTIL_EXPORT bool convertToBW(QImageEx& dst, const QImageEx& src, int threshold);
+// mode 0: convertToBW. mode 1: a pencil-sketch binarisation (colour dodge
+// of the image by its recursive Gaussian blur of radius 35, then a burn),
+// then convertToBW. Other modes: red ink only (keepInkColour "red"), then
+// convertToBW at 128. True except when mode 0 fails.
+VQUTIL_EXPORT bool convertToBWEx(QImageEx& dst, const QImageEx& src, int threshold, int mode);
+// Keeps the pixels of a 32-bit image that show ink of `colour` and paints
+// them `ink` (its blue byte capped at 254), every other pixel `background`
+// (in its colour bytes, opaque):
+//  - "red": red above 255 - level, green and blue below 255 - 2 level, and
+//    a hue (0..360) outside 61..239 with saturation (0..255) of 18 or more;
+//  - "black": all three channels below level.
+// level is 0..100. Other colour names, and images other than 32 bits,
+// leave the image unchanged.
+VQUTIL_EXPORT void keepInkColour(QImageEx& image, const QString& colour, int level, unsigned int ink,
+                                 unsigned char background);
+// Converts colour to grey with one weight (percent) per hue sector, in the
+// order red, yellow, green, cyan, blue, magenta (missing weights count 0):
+// with m the smallest channel, the remaining two channels split into a
+// primary and a secondary part weighted accordingly, plus m. The image
+// becomes ARGB32; alpha is kept. True.
+VQUTIL_EXPORT bool blackWhite(QImageEx& image, const QVector<int>& weights);
+// Bytes 0, 1, 2 become 0 where the grey truncate(0.2989 R + 0.587 G +
+// 0.114 B) (low 8 bits) is below the threshold, else 255; indexed images
+// (Grayscale8 and Alpha8 converted to Indexed8 first) get black and white
+// colour-table entries. False for a threshold below 1.
+VQUTIL_EXPORT bool thresholdSplit(QImageEx& image, int threshold);
+// Maps every channel to the nearest of `levels` evenly spaced values
+// (ties to the lower), through AdjustRGBOffset. False outside 2..255.
+VQUTIL_EXPORT bool posterize(QImageEx& image, int levels);
+// Inverts bytes 0, 1, 2 (alpha kept) of 24- and 32-bit pixels whose mask
+// byte is 0, inside the mask's bounds; every byte of 8-bit grey images
+// inside those bounds; the colour-table entries of other images. True.
+VQUTIL_EXPORT bool NegativeDib(QImageEx& image, const QImageEx* mask);
+// Inverts each of bytes 0, 1, 2 (alpha kept; the bytes a pixel has, when it
+// has fewer) above t = truncate(level x 256 / 100), level in percent;
+// colour-table entries for images of 8 bits or less. The second image is
+// ignored. 0 for a null image, else 1.
+VQUTIL_EXPORT int DibSolarize(QImageEx& image, const QImageEx* other, float level);
+// Inverts every byte of every row, padding included. False for a null image.
+VQUTIL_EXPORT bool invertImagePixels(QImageEx& image);
