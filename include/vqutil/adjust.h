@@ -175,6 +175,56 @@ VQUTIL_EXPORT void adjustBrightAndContrastQImage(QImage& image, double contrast,
 VQUTIL_EXPORT void getAutoBrightContractValue(QImageEx& image, double& brightness, double& contrast);
 
 // ---------------------------------------------------------------------------
+// Photographic adjustments
+// ---------------------------------------------------------------------------
+
+// Exposure in stops with an offset and a gamma, through one table for
+// bytes 0, 1, 2 (alpha kept): with k = 2^exposure, entry i is
+// b = truncate(truncate(i k) + offset x 255.0), then, when gamma is not 0
+// (it counts as at least 0.01), b = truncate(pow(b / 255.0f, 1 / gamma) x
+// 255.0) for b > 0; clamped to 0..255. 24-bit and deeper images run in
+// parallel bands without progress reports; others have their colour table
+// mapped. Neutral: 0, 0, 0 (or gamma 1). Infinite or NaN arguments give
+// saturated or 0 entries.
+VQUTIL_EXPORT void DibAdjustExposure(QImageEx& image, double exposure, double offset, double gamma);
+// The exposure slider: ev above 0 counts 0.4 stop per unit, below 0 half a
+// stop (e, in float). t1[i] = truncate(powf(i / 255, 1 / gamma) x 255.0),
+// then truncate(t1[i] x 2^e), each clamped to 0..255, applied through
+// AdjustRGBOffset. Neutral: 0, 1.
+VQUTIL_EXPORT void exposure(QImageEx& image, float ev, float gamma);
+// Shifts every pixel along the blue-yellow axis: to CIE L*a*b* (the bytes
+// taken as linear R = byte 2, G = byte 1, B = byte 0 over 255, D65 white),
+// b* += amount and clamped to -127..127, and back, all in single precision
+// (cube roots rounded to float); bytes truncate(clamp(c, 0, 1) x 255).
+// Positive amounts warm, negative ones cool. Even amount 0 costs the round
+// trip's truncation. Images below 24 bits are left unchanged. Runs on the
+// calling thread.
+VQUTIL_EXPORT void DibAdjustTemperature(QImageEx& image, int amount);
+// Raises (vibrance > 0) or lowers the saturation of the less saturated
+// pixels most. With k = truncate(-(vibrance x 256.0f)), per pixel of
+// largest channel mx: d = (3 mx - b0 - b1 - b2) k, w = 65280 - d, and each
+// of bytes 0, 1, 2 becomes clamp((c w + mx d) >> 16, 0, 255). The weight
+// 65280 makes even vibrance 0 scale every channel by 255 / 256 (255 turns
+// into 254). Useful range -1..1; |k| is capped at 5461 (|vibrance| about
+// 21), beyond which the integer arithmetic would overflow. 24-bit and
+// deeper images run in parallel bands without progress reports; others
+// have their colour table mapped; alpha is kept.
+VQUTIL_EXPORT void DibAdjustVibrance(QImageEx& image, float vibrance);
+
+// ---------------------------------------------------------------------------
+// Blend modes
+// ---------------------------------------------------------------------------
+
+// BLENDMODE (core.h) names the modes.
+// Writes the blue, green and red of *result from a (underneath) and b (laid
+// on it) under `mode`; its reserved byte is never written. Divisions
+// truncate. The HSL modes use the library's HSL model in double precision
+// (hue in sixths from red; greys have hue 1.0, which reads as red, and
+// saturation 0), channels rounded by floor(v x 255 + 0.5). BLEND_NONE and
+// values above 11 leave *result as it is, as does a null result.
+VQUTIL_EXPORT void DibColorBlend(tagRGBQUAD a, tagRGBQUAD b, tagRGBQUAD* result, BLENDMODE mode);
+
+// ---------------------------------------------------------------------------
 // Point operations
 // ---------------------------------------------------------------------------
 
@@ -243,3 +293,9 @@ VQUTIL_EXPORT bool NegativeDib(QImageEx& image, const QImageEx* mask);
 VQUTIL_EXPORT int DibSolarize(QImageEx& image, const QImageEx* other, float level);
 // Inverts every byte of every row, padding included. False for a null image.
 VQUTIL_EXPORT bool invertImagePixels(QImageEx& image);
+// Replaces every colour by its HSL lightness (max + min) / 2 of bytes 0, 1,
+// 2 (alpha kept): 24-bit and deeper pixels in parallel bands (progress per
+// row; a false answer stops the band), colour-table entries of indexed
+// images (images below 8 bits become Format_Indexed8 first). False for a
+// null image and for Grayscale8 and Alpha8 images, which are left alone.
+VQUTIL_EXPORT bool removeSaturation(QImageEx& image);

@@ -140,19 +140,20 @@ static_assert(sizeof(tagBITMAPINFO) == 44, "BITMAPINFO layout");
 // Blend modes (per-channel results are given with DibColorBlend)
 // ---------------------------------------------------------------------------
 
+// How a colour b laid on a colour a combines, per channel 0..255.
 enum BLENDMODE {
-    BLEND_NORMAL = 0,
-    BLEND_SUBTRACT = 1,
-    BLEND_MULTIPLY = 2,
-    BLEND_LIGHTEN = 3,
-    BLEND_DARKEN = 4,
-    BLEND_DIFFERENCE = 5,
-    BLEND_SCREEN = 6,
-    BLEND_LUMINOSITY = 7,
-    BLEND_HUE = 8,
-    BLEND_SATURATION = 9,
-    BLEND_NONE = 10,
-    BLEND_COLOR = 11,
+    BLEND_NORMAL = 0,      // b
+    BLEND_SUBTRACT = 1,    // max(a - b, 0)
+    BLEND_MULTIPLY = 2,    // a b / 255
+    BLEND_LIGHTEN = 3,     // max(a, b)
+    BLEND_DARKEN = 4,      // min(a, b)
+    BLEND_DIFFERENCE = 5,  // |a - b|
+    BLEND_SCREEN = 6,      // 255 - (255 - a)(255 - b) / 255
+    BLEND_LUMINOSITY = 7,  // hue and saturation of a, lightness of b
+    BLEND_HUE = 8,         // hue of b, saturation and lightness of a
+    BLEND_SATURATION = 9,  // saturation of b, hue and lightness of a
+    BLEND_NONE = 10,       // the result is left as passed
+    BLEND_COLOR = 11,      // hue and saturation of b, lightness of a
 };
 
 // ---------------------------------------------------------------------------

@@ -78,3 +78,20 @@ void forRowsInBands(QImageEx& image, const QRect& rect, bool stopOnCancel, RowBo
 }
 
 }  // namespace vq
+
+namespace vq {
+
+// The same without progress reports: for passes that promise none.
+template <typename RowBody>
+void forRowsInBandsQuietly(QImageEx& image, const QRect& rect, RowBody&& rowBody) {
+    image.beginDetach();
+    uint8_t* bits = image.bits();
+    const qsizetype stride = image.bytesPerLine();
+    processLinesParallel(rect.top(), rect.height(), [&](int y, int end) {
+        for (; y < end; ++y)
+            rowBody(bits + y * stride, y);
+    });
+    image.endDetach();
+}
+
+}  // namespace vq

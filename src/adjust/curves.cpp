@@ -7,6 +7,7 @@
 #include <vqutil/adjust.h>
 
 #include "adjust_support.h"
+#include "channel_tables.h"
 #include "core/guard.h"
 #include "core/image_rows.h"
 
@@ -16,7 +17,9 @@
 
 namespace {
 
-using ByteTable = std::array<uint8_t, 256>;
+using vq::ByteTable;
+using vq::ChannelTables;
+using vq::WordTables;
 
 // table then master (either may be null: the identity).
 ByteTable composed(const unsigned char* table, const unsigned char* master) {
@@ -26,45 +29,6 @@ ByteTable composed(const unsigned char* table, const unsigned char* master) {
         out[v] = master ? master[first] : first;
     }
     return out;
-}
-
-// Blue, green and red tables in pixel-byte order (byte 0, 1, 2).
-struct ChannelTables {
-    ByteTable byte[3];
-};
-
-struct WordTables {
-    uint32_t byte[3][256];
-
-    explicit WordTables(const ChannelTables& t) {
-        for (int c = 0; c < 3; ++c)
-            for (int v = 0; v < 256; ++v)
-                byte[c][v] = uint32_t{t.byte[c][v]} << (8 * c);
-    }
-};
-
-// --- row kernels -------------------------------------------------------------------------------
-
-void mapRowWords(uint8_t* row, int begin, int end, const uint8_t* mask, const WordTables& t) {
-    for (int x = begin; x < end; ++x) {
-        if (mask && mask[x])
-            continue;
-        uint32_t p;
-        std::memcpy(&p, row + 4 * x, 4);
-        p = t.byte[0][p & 0xFF] | t.byte[1][(p >> 8) & 0xFF] | t.byte[2][(p >> 16) & 0xFF] | (p & 0xFF000000u);
-        std::memcpy(row + 4 * x, &p, 4);
-    }
-}
-
-void mapRowBytes(uint8_t* row, int begin, int end, int bpp, const uint8_t* mask, const ChannelTables& t) {
-    for (int x = begin; x < end; ++x) {
-        if (mask && mask[x])
-            continue;
-        uint8_t* p = row + static_cast<qsizetype>(x) * bpp;
-        p[0] = t.byte[0][p[0]];
-        p[1] = t.byte[1][p[1]];
-        p[2] = t.byte[2][p[2]];
-    }
 }
 
 // The mask row for image row y clipped to what the mask has: returns the
@@ -100,9 +64,9 @@ bool adjustRgb(QImageEx& image, const QImageEx* mask, const ChannelTables& t) {
         const uint8_t* m = nullptr;
         const int end = maskedEnd(maskRows, y, rect.right() + 1, m);
         if (bpp == 4)
-            mapRowWords(row, rect.left(), end, m, words);
+            vq::mapRowWords(row, rect.left(), end, m, words);
         else
-            mapRowBytes(row, rect.left(), end, bpp, m, t);
+            vq::mapRowBytes(row, rect.left(), end, bpp, m, t);
     });
     return true;
 }

@@ -132,6 +132,27 @@ VQ_MULTIVERSION void invertBytes(uint8_t* p, qsizetype count) {
         p[i] = static_cast<uint8_t>(~p[i]);
 }
 
+// --- removeSaturation ----------------------------------------------------------------------------
+
+inline uint8_t hslLightness(int b0, int b1, int b2) {
+    return static_cast<uint8_t>((std::max(std::max(b0, b1), b2) + std::min(std::min(b0, b1), b2)) >> 1);
+}
+
+VQ_MULTIVERSION void lightnessRowWords(uint8_t* __restrict row, int width) {
+    for (int x = 0; x < width; ++x) {
+        uint32_t p;
+        std::memcpy(&p, row + 4 * x, 4);
+        const uint32_t v = hslLightness(p & 0xFF, (p >> 8) & 0xFF, (p >> 16) & 0xFF);
+        p = (p & 0xFF000000u) | v * 0x010101u;
+        std::memcpy(row + 4 * x, &p, 4);
+    }
+}
+
+void lightnessRowBytes(uint8_t* row, int width, int bpp) {
+    for (int x = 0; x < width; ++x, row += bpp)
+        row[0] = row[1] = row[2] = hslLightness(row[0], row[1], row[2]);
+}
+
 }  // namespace
 
 bool blackWhite(QImageEx& image, const QVector<int>& weights) {
@@ -265,4 +286,34 @@ bool invertImagePixels(QImageEx& image) {
             invertBytes(bits + y * stride, stride);
         return true;
     });
+}
+
+bool removeSaturation(QImageEx& image) {
+    const QImage::Format format = image.format();
+    if (image.isNull() || format == QImage::Format_Alpha8 || format == QImage::Format_Grayscale8)
+        return false;
+    vq::guarded([&] {
+        if (image.depth() < 8)
+            image.convertTo(QImage::Format_Indexed8);
+        if (image.format() == QImage::Format_Indexed8) {
+            QVector<QRgb> table = image.colorTable();
+            for (QRgb& e : table) {
+                const int v = (std::max({qRed(e), qGreen(e), qBlue(e)}) + std::min({qRed(e), qGreen(e), qBlue(e)})) / 2;
+                e = qRgba(v, v, v, qAlpha(e));
+            }
+            image.setColorTable(table);
+            return;
+        }
+        const int bpp = vq::bytesPerPixel(image);
+        if (bpp < 3)
+            return;
+        const int width = image.width();
+        vq::forRowsInBands(image, image.rect(), true, [&](uint8_t* row, int) {
+            if (bpp == 4)
+                lightnessRowWords(row, width);
+            else
+                lightnessRowBytes(row, width, bpp);
+        });
+    });
+    return true;
 }

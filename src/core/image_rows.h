@@ -30,6 +30,19 @@ inline int truncToInt(double v) {
     return static_cast<int>(v);
 }
 
+// (int)v where that is defined; values beyond the int range saturate to
+// its ends and NaN gives 0. For formulas whose parameters may be infinite
+// or NaN, where a byte result is clamped afterwards anyway.
+inline int truncSaturated(double v) {
+    if (!(v == v))
+        return 0;
+    if (v <= -2147483648.0)
+        return INT_MIN;
+    if (v >= 2147483647.0)
+        return INT_MAX;
+    return static_cast<int>(v);
+}
+
 // Half-open index range [begin, end) of i for which origin + i lies in
 // [0, limit), intersected with [0, count).
 struct IndexRange {
