@@ -245,7 +245,8 @@ TEST(CancelFlag, IsReadAtomicallyWhileAnotherThreadSetsIt) {
         while (!vq::isCancelled(&cancel))
             polls.fetch_add(1, std::memory_order_relaxed);
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    while (polls.load() == 0)  // the poller must be reading before the flag flips
+        std::this_thread::yield();
     __atomic_store_n(&cancel, true, __ATOMIC_RELAXED);
     poller.join();
     EXPECT_TRUE(vq::isCancelled(&cancel));

@@ -6,4 +6,5 @@
 #include <vqutil/composite.h>
 #include <vqutil/adjust.h>
 #include <vqutil/filters.h>
+#include <vqutil/selection.h>
 #include <vqutil/transform.h>
