@@ -6,6 +6,7 @@
 
 #include <QPainter>
 #include <QPainterPath>
+#include <QRegion>
 
 #include <gtest/gtest.h>
 
@@ -333,4 +334,19 @@ TEST(MagicWand, NoiseAndMazesEndQuickly) {
             EXPECT_TRUE(o.clickSelected);
             EXPECT_EQ(o.foreign, 0);
         }
+}
+
+TEST(MagicWand, GreyMapAndRegionFromImage) {
+    CBoundaryTrace wand;
+    QImageEx image = imageOf(3, 2, QImage::Format_ARGB32,
+                             {0xFF0A141Eu, 0xFFFFFFFFu, 0xFF000000u, 0xFFFFFFFFu, 0xFFFFFFFFu, 0xFF000000u});
+    QImageEx grey;
+    ASSERT_TRUE(wand.getGreyMap(grey, image));
+    ASSERT_EQ(grey.format(), QImage::Format_Grayscale8);
+    EXPECT_EQ(rowOf(grey, 0), (std::vector<int>{(30 + 6 * 20 + 3 * 10) / 10, 255, 0}));
+    QRegion region;
+    ASSERT_TRUE(wand.rgnFromImage(region, image, 200, 255));
+    EXPECT_EQ(region, QRegion(1, 0, 1, 1) + QRegion(0, 1, 2, 1));
+    EXPECT_FALSE(wand.getGreyMap(grey, QImageEx()));
+    EXPECT_FALSE(wand.rgnFromImage(region, QImageEx(), 0, 255));
 }

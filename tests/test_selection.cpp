@@ -219,3 +219,17 @@ TEST(DibRegion, PointHCrossingsPairUp) {
     EXPECT_EQ(CDibRegion::GetPointH(xs, 1, 8, u), 4);
     EXPECT_EQ(xs, (QVector<unsigned int>{0, 2, 4, 6}));
 }
+
+TEST(DibRegion, KeptEntryPointsOnlyMarkTheOutline) {
+    CDibRegion r = blank(4, 4);
+    r.AddSelect(CRect(0, 0, 2, 2), 0, 0);
+    EXPECT_EQ(r.GetBouder(true), QRect(0, 0, 2, 2));
+    QImageEx unchanged = r.toQImageRef();
+    EXPECT_TRUE(r.BlurRegion() && r.ConvertTo1Bit() && r.ConvertTo8Bit() && r.GetRgnFrame(nullptr, CRect()) &&
+                r.Stick(nullptr, CRect(), CRect()) && r.paste(static_cast<CDibRegion*>(nullptr), CRect()) &&
+                r.Fuzzy(unchanged, 0, 0, false) && r.ConvertLineTo1Bit(nullptr, nullptr));
+    r.paste(filled(1, 1, QImage::Format_Grayscale8, 0), QRect(3, 3, 1, 1));  // does not set the flag
+    EXPECT_EQ(r.GetBouder(true), QRect(0, 0, 2, 2));
+    EXPECT_TRUE(r.Twist(0, 0, 0, false));  // sets it
+    EXPECT_EQ(r.GetBouder(true), QRect(0, 0, 4, 4));
+}
