@@ -140,6 +140,9 @@ protected:
     bool GetFuzzyRate(unsigned char*, int, bool);
 
 private:
+    template <typename Combine>
+    bool combineBytes(CDibRegion* other, Combine combine);
+
     QImageEx m_mask;
     std::shared_ptr<QRegion> m_regionCache;
     QRect m_bounds{0, 0, 0, 0};

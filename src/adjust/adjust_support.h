@@ -95,3 +95,18 @@ void forRowsInBandsQuietly(QImageEx& image, const QRect& rect, RowBody&& rowBody
 }
 
 }  // namespace vq
+
+namespace vq {
+
+// Every colour-table entry becomes the grey greyOf(entry), alpha kept.
+template <typename GreyOf>
+void greyColourTable(QImageEx& image, GreyOf&& greyOf) {
+    QVector<QRgb> table = image.colorTable();
+    for (QRgb& e : table) {
+        const int g = greyOf(e);
+        e = qRgba(g, g, g, qAlpha(e));
+    }
+    image.setColorTable(table);
+}
+
+}  // namespace vq

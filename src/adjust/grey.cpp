@@ -210,12 +210,9 @@ void Dib2Gray(QImageEx& image, QImageEx* mask, bool) {
     if (image.format() == QImage::Format_Grayscale8)
         return;
     if (image.format() == QImage::Format_Indexed8) {
-        QVector<QRgb> table = image.colorTable();
-        for (QRgb& e : table) {
-            const int g = static_cast<int>(qGreen(e) * 0.587 + qRed(e) * 0.299 + qBlue(e) * 0.114 + 0.5);
-            e = qRgba(g, g, g, qAlpha(e));
-        }
-        image.setColorTable(table);
+        vq::greyColourTable(image, [](QRgb e) {
+            return static_cast<int>(qGreen(e) * 0.587 + qRed(e) * 0.299 + qBlue(e) * 0.114 + 0.5);
+        });
         return;
     }
     const int bpp = vq::bytesPerPixel(image);

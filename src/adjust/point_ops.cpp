@@ -179,12 +179,9 @@ bool thresholdSplit(QImageEx& image, int threshold) {
     vq::guarded([&] {
         vq::relabelGreyAsIndexed(image);
         if (image.format() == QImage::Format_Indexed8) {
-            QVector<QRgb> table = image.colorTable();
-            for (QRgb& e : table) {
-                const int v = thresholdWhite(qRed(e), qGreen(e), qBlue(e), threshold) ? 255 : 0;
-                e = qRgba(v, v, v, qAlpha(e));
-            }
-            image.setColorTable(table);
+            vq::greyColourTable(image, [threshold](QRgb e) {
+                return thresholdWhite(qRed(e), qGreen(e), qBlue(e), threshold) ? 255 : 0;
+            });
             return;
         }
         const int bpp = vq::bytesPerPixel(image);
@@ -296,12 +293,7 @@ bool removeSaturation(QImageEx& image) {
         if (image.depth() < 8)
             image.convertTo(QImage::Format_Indexed8);
         if (image.format() == QImage::Format_Indexed8) {
-            QVector<QRgb> table = image.colorTable();
-            for (QRgb& e : table) {
-                const int v = (std::max({qRed(e), qGreen(e), qBlue(e)}) + std::min({qRed(e), qGreen(e), qBlue(e)})) / 2;
-                e = qRgba(v, v, v, qAlpha(e));
-            }
-            image.setColorTable(table);
+            vq::greyColourTable(image, [](QRgb e) { return int{hslLightness(qBlue(e), qGreen(e), qRed(e))}; });
             return;
         }
         const int bpp = vq::bytesPerPixel(image);

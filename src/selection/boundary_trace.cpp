@@ -75,6 +75,15 @@ private:
     std::vector<std::vector<int>> rows_;
 };
 
+// A map for a click: false for a null image, a click outside (0, 0,
+// width - 1, height - 1) (the last column and row cannot be clicked), or a
+// map that cannot be created.
+bool prepareMap(QImageEx& map, const QImageEx& img, const CPoint& pt) {
+    const CRect clickable(0, 0, img.width() - 1, img.height() - 1);
+    return !img.isNull() && PtInRect(&clickable, pt) &&
+           QImageEx::create(map, img.width(), img.height(), QImage::Format_Grayscale8);
+}
+
 }  // namespace
 
 CBoundaryTrace::CBoundaryTrace() = default;
@@ -283,13 +292,8 @@ bool CBoundaryTrace::ColorMapToRegon(QImageEx& map, CDibRegion* rgn) {
 
 bool CBoundaryTrace::BouderayColor(CDibRegion* rgn, const QImageEx& img, const CPoint& pt, unsigned char tolerance,
                                    int mode, int channels) {
-    if (!rgn || img.isNull())
-        return false;
-    const CRect clickable(0, 0, img.width() - 1, img.height() - 1);
-    if (!PtInRect(&clickable, pt))
-        return false;
     QImageEx map;
-    if (!QImageEx::create(map, img.width(), img.height(), QImage::Format_Grayscale8))
+    if (!rgn || !prepareMap(map, img, pt))
         return false;
     GetColorMapEx(map, img, pt, tolerance, mode, 0, 255, channels);
     rgn->setImage(map);
@@ -298,13 +302,8 @@ bool CBoundaryTrace::BouderayColor(CDibRegion* rgn, const QImageEx& img, const C
 
 bool CBoundaryTrace::BouderayTrace(CDibRegion* rgn, const QImageEx& img, const CPoint& pt, unsigned char tolerance,
                                    int mode, int channels) {
-    if (!rgn || img.isNull())
-        return false;
-    const CRect clickable(0, 0, img.width() - 1, img.height() - 1);
-    if (!PtInRect(&clickable, pt))
-        return false;
     QImageEx map;
-    if (!QImageEx::create(map, img.width(), img.height(), QImage::Format_Grayscale8))
+    if (!rgn || !prepareMap(map, img, pt))
         return false;
     return vq::guarded(false, [&] {
         GetColorMapEx(map, img, pt, tolerance, mode, 0, kOutside, channels);

@@ -137,17 +137,7 @@ bool CDibRegion::AddSelect(int n, const CPoint* pts, unsigned char) {
 }
 
 bool CDibRegion::AddSelect(CDibRegion* other) {
-    if (!other || !sameSize(m_mask, other->m_mask))
-        return false;
-    const QImageEx& theirs = other->m_mask;
-    for (int y = 0; y < m_mask.height(); ++y) {
-        uint8_t* mine = m_mask.scanLine(y);
-        const uint8_t* src = theirs.constScanLine(y);
-        for (int x = 0; x < m_mask.width(); ++x)
-            mine[x] &= src[x];
-    }
-    m_borderChanged = true;
-    return true;
+    return combineBytes(other, [](uint8_t mine, uint8_t theirs) { return static_cast<uint8_t>(mine & theirs); });
 }
 
 bool CDibRegion::SubSelect(CRect r, int shape) {
@@ -163,14 +153,20 @@ bool CDibRegion::SubSelect(int n, CPoint* pts) {
 }
 
 bool CDibRegion::SubSelect(CDibRegion* other) {
+    return combineBytes(other, [](uint8_t mine, uint8_t theirs) { return static_cast<uint8_t>(mine | ~theirs); });
+}
+
+// Byte by byte with a mask of the same size.
+template <typename Combine>
+bool CDibRegion::combineBytes(CDibRegion* other, Combine combine) {
     if (!other || !sameSize(m_mask, other->m_mask))
         return false;
-    const QImageEx& theirs = other->m_mask;
+    const QImageEx theirs = other->m_mask;  // shares pixels: safe when other is this
     for (int y = 0; y < m_mask.height(); ++y) {
         uint8_t* mine = m_mask.scanLine(y);
         const uint8_t* src = theirs.constScanLine(y);
         for (int x = 0; x < m_mask.width(); ++x)
-            mine[x] |= static_cast<uint8_t>(~src[x]);
+            mine[x] = combine(mine[x], src[x]);
     }
     m_borderChanged = true;
     return true;
