@@ -152,10 +152,14 @@ __attribute__((always_inline)) inline void localTonePixels(uint8_t* __restrict r
             const uint8_t* p = chunk + i * Bpp;
             const int L = luma(p[2], p[1], p[0]);
             const int L2 = k.table[(mask[x0 + i] << 8) | L];
+            // Lowered, kept, lifted: picked by index, as a branch on the
+            // direction would be mispredicted in textured areas.
             const double up = (255 - L2) * k.up[L];
-            const double down = L2 * k.down[L];
-            muls[i] = L2 > L ? up : L2 < L ? down : 1.0;
-            adds[i] = L2 > L ? 255 - 255 * up : 0.0;
+            const double mul[3] = {L2 * k.down[L], 1.0, up};
+            const double add[3] = {0.0, 0.0, 255 - 255 * up};
+            const int direction = (L2 > L) - (L2 < L) + 1;
+            muls[i] = mul[direction];
+            adds[i] = add[direction];
             factors[i] = std::max(0.0, 1 + k.colour * std::abs(L2 - L));
         }
         if (colour)
