@@ -342,8 +342,9 @@ VQUTIL_EXPORT void DibAdjustWhiteBalance(QImageEx& image, float temperature, flo
 // The channels follow L2 as described for this family; then, with
 // colourCorrection, their distances to their own luminance g = (77 R +
 // 150 G + 29 B) / 256 are scaled by f = max(0, 1 + colourCorrection / 100
-// x |L2 - L| / 128), f reduced where a channel would leave 0..255 (the hue
-// stays). Grayscale8 bytes become L2 (colour correction has nothing to do).
+// x |L2 - L| / 128); an f above 1 is lowered (not below 1) as far as needed
+// to keep every channel in 0..255, so the hue stays. Grayscale8 bytes
+// become L2 (colour correction has nothing to do).
 // False for a null image, a NaN parameter, a negative radius, a format
 // other than Grayscale8, 24 and 32 bits (indexed images included), or short
 // memory: the image is then unchanged. True otherwise, also when the
