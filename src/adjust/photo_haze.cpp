@@ -36,8 +36,8 @@ constexpr int kMaxRadius = 1000;
 // The air is bright: a dark estimate (a night scene, no haze at all) would
 // otherwise turn small dark values into thick haze.
 constexpr double kLeastAirDark = 96;
-// Removal leaves this share of the haze, which keeps the depth cue of
-// distant parts.
+// Full removal takes away this share of the estimated haze; the rest keeps
+// the depth cue of distant parts.
 constexpr double kRemovalShare = 0.95;
 // Added haze takes the air colour, brightened so that its largest channel
 // reaches at least this.
