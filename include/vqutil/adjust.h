@@ -299,3 +299,111 @@ VQUTIL_EXPORT bool invertImagePixels(QImageEx& image);
 // images (images below 8 bits become Format_Indexed8 first). False for a
 // null image and for Grayscale8 and Alpha8 images, which are left alone.
 VQUTIL_EXPORT bool removeSaturation(QImageEx& image);
+
+// ---------------------------------------------------------------------------
+// Photographic adjustments: haze, highlights and shadows, white balance
+// ---------------------------------------------------------------------------
+//
+// Shared rules of this family. Parameters out of their range are clamped to
+// it (infinities too); a NaN parameter leaves the image unchanged (and makes
+// shadowHighlight return false). Neutral settings return before touching the
+// image, so its bytes and format stay exactly as they were. Alpha, and the
+// fourth byte of RGB32, are never changed. 24-bit pixels are read as bytes
+// B, G, R and 32-bit ones as B, G, R, A, whatever their format.
+//
+// The luminance of a pixel is L = (77 R + 150 G + 29 B + 128) >> 8 (0..255).
+// Operations that move it carry the channels along with the hue kept: when
+// L rises to L2 every channel's distance to white shrinks by the factor
+// (255 - L2) / (255 - L), when it falls every channel is scaled by L2 / L;
+// the results are rounded to the nearest byte. Neither step can clip.
+//
+// The final pass runs in parallel bands and reports the row number as
+// progress; a false answer from QImageEx::set_progress stops it (the rows
+// done stay changed).
+
+// Removes haze (strength > 0) or adds it (strength < 0) using the dark
+// channel of the image:
+//  - strength: -100..100 percent, neutral 0.
+//  - floor: the least transmission, 0.05..1, usually 0.1: the share of the
+//    scene's own colour every pixel keeps, which limits how far thick haze
+//    is stretched (and how much noise with it). 1 is neutral.
+//  - radius: the neighbourhood, pixels, 0..1000 (clamped), usually 7..15
+//    (larger for larger images); 0 uses each pixel alone.
+// The dark value D of a pixel is its smallest channel, filtered by a minimum
+// and then a maximum over the (2 radius + 1)^2 square around it (clipped to
+// the image), then by the stack blur of GaussianBlur of the same radius. The
+// air colour A is the mean colour of the brightest 0.1 % of the dark values
+// (at least one pixel), and a = max(its smallest channel, 96). Per channel,
+// with s = strength / 100 and I the channel value:
+//  - removal: t = max(floor, 1 - 0.95 s D / a); I' = A + (I - A) / t;
+//  - addition: m = min(1 - floor, -s (0.5 + 0.5 min(1, D / a)));
+//    I' = I + m (H - I), H the air colour scaled up so that its largest
+//    channel is at least 220 (at most 255; grey 220 for black air).
+// Grayscale8 images are processed as one channel (the byte is its own dark
+// value); indexed, 1-bit, Alpha8 and all other formats are left unchanged,
+// since the estimate needs the neighbourhood of pixels, not colours.
+VQUTIL_EXPORT void DibAdjustHaze(QImageEx& image, float strength, float floor, int radius);
+
+// Lifts shadows and lowers highlights by a tone curve on the luminance:
+//  - shadows: -100..100 percent, neutral 0; positive lifts the dark tones,
+//    negative deepens them.
+//  - highlights: -100..100 percent, neutral 0; positive lowers (recovers)
+//    the light tones, negative brightens them.
+// With x = L / 255, s = shadows / 100, h = highlights / 100:
+//   x1 = x + k(s) s x (1 - x)^6,  x2 = x1 - k(h) h (1 - x1) x1^6,
+// k = 4 for a positive and 0.9 for a negative amount, and L2 = round(255 x2).
+// The curve keeps 0 and 255, rises everywhere, and the shadow term peaks at
+// x = 1/7 and has faded by the midtones (mirrored for the highlights). More
+// shadow lift never darkens a pixel; more highlight recovery never
+// brightens one. Grayscale8 bytes become L2 of themselves; indexed and 1-bit
+// images have their colour-table entries adjusted; Alpha8 and formats below
+// 24 bits other than these are left unchanged.
+VQUTIL_EXPORT void DibAdjustHighLightShadow(QImageEx& image, float shadows, float highlights);
+
+// White balance by channel gains in linear light: every channel value is
+// decoded from sRGB, multiplied by its gain, capped at 1, encoded again and
+// rounded, as one table per channel applied by AdjustRGBOffset.
+//  - temperature: -100..100, neutral 0; positive warms (more red, less
+//    blue), negative cools. Gains red 2^t, blue 2^-t, t = temperature / 100.
+//  - tint: -100..100, neutral 0; positive towards magenta (less green, more
+//    red and blue), negative towards green. Gains green 2^(-0.5 u), red and
+//    blue a further 2^(0.25 u), u = tint / 100.
+// A warmer setting never lowers red nor raises blue; more tint never raises
+// green. Indexed and 1-bit images have their colour table adjusted;
+// Grayscale8 and Alpha8 images (no colour balance to move) and other
+// formats below 24 bits are left unchanged.
+VQUTIL_EXPORT void DibAdjustWhiteBalance(QImageEx& image, float temperature, float tint);
+
+// The shadows/highlights tool: pixels in dark surroundings are lifted,
+// pixels in bright surroundings darkened. The surroundings are the
+// luminance blurred by the stack blur of GaussianBlur of `radius`.
+//  - shadows: 0..100 percent, neutral 0: lift in dark surroundings.
+//  - highlights: 0..100 percent, neutral 0: darkening in bright ones.
+//  - radius: pixels, 0..1000 (larger values count as 1000), usually 30 and
+//    more; 0 takes each pixel's own luminance as its surroundings; negative
+//    is an error.
+//  - shadowWidth: 0..100 percent, usually 50: surroundings darker than this
+//    share of full scale count as shadows (0: none do).
+//  - highlightWidth: 0..100 percent, usually 50: surroundings lighter than
+//    this share below white count as highlights (0: none do).
+//  - colourCorrection: -100..100, neutral 0: saturation gained (lost) in
+//    proportion to how far a pixel's luminance was moved.
+//  - midtoneContrast: -100..100, neutral 0: an S curve on the result.
+// With m = blurred luminance / 255, x = L / 255 and the amounts, widths and
+// contrast as fractions (percent / 100):
+//   ws = (1 - m / shadowWidth)^2 for m < shadowWidth, else 0;
+//   wh = (1 - (1 - m) / highlightWidth)^2 for 1 - m < highlightWidth, else 0;
+//   x1 = x^(1 / (1 + 2 shadows ws));  x2 = 1 - (1 - x1)^(1 / (1 + 2 highlights wh));
+//   x3 = x2 + 0.9 contrast x2 (1 - x2) (2 x2 - 1);  L2 = round(255 x3).
+// The channels follow L2 as described for this family; then, with
+// colourCorrection, their distances to their own luminance g = (77 R +
+// 150 G + 29 B) / 256 are scaled by f = max(0, 1 + colourCorrection / 100
+// x |L2 - L| / 128); an f above 1 is lowered (not below 1) as far as needed
+// to keep every channel in 0..255, so the hue stays. Grayscale8 bytes
+// become L2 (colour correction has nothing to do).
+// False for a null image, a NaN parameter, a negative radius, a format
+// other than Grayscale8, 24 and 32 bits (indexed images included), or short
+// memory: the image is then unchanged. True otherwise, also when the
+// settings change nothing.
+VQUTIL_EXPORT bool shadowHighlight(QImageEx& image, float shadows, float highlights, int radius, float shadowWidth,
+                                   float highlightWidth, float colourCorrection, float midtoneContrast);
