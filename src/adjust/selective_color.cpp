@@ -7,7 +7,7 @@
 //   ink     = (510 (max - c) + max) / (2 max), integer division (0 for max 0)
 //   channel = max' - (ink max' + 127) / 255, with max' = 255 - black,
 // the rounded quotients of those tables written out (the kernel tests hold
-// them to the library's conversion for random pixels).
+// them to the library's conversion for every ink pair).
 #include "selective_kernels.h"
 
 #include "core/guard.h"

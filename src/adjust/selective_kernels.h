@@ -38,8 +38,8 @@ VQ_INLINE void keepMasks(const uint8_t* __restrict mask, int n, uint32_t* __rest
 enum SelectiveFamily { Reds, Yellows, Greens, Cyans, Blues, Magentas, Whites, Neutrals, Blacks, FamilyCount };
 
 // Corrections in fixed point. With T the sum over the families of weight x
-// coefficient, an ink moves by floor((T + half) >> shift) when absolute and
-// by floor((ink T + half) >> shift) when relative. Coefficients are percent
+// coefficient, an ink moves by (T + half) >> shift when absolute and by
+// (ink T + half) >> shift when relative (arithmetic shifts: floor). Coefficients are percent
 // x 8192 / 100 and percent x 2^21 / 25500, rounded (steps of about 0.012 %):
 // |T| <= 510 x 8224, so ink T stays below 2^30.
 constexpr int kAbsoluteShift = 13;
