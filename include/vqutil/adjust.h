@@ -1,5 +1,8 @@
 // vqutil tone and colour adjustment: curves (cubic splines and tone tables),
-// levels, histograms, and point operations.
+// levels and histograms, photographic adjustments (exposure, temperature,
+// vibrance, haze, highlights and shadows, white balance), blend modes, point
+// operations, hue and saturation, colour balance, selective colour and
+// colour replacement.
 //
 // Tone operations express their effect as 256-entry byte tables (entry v is
 // the new value of a channel whose old value is v) applied by AdjustRGBOffset
@@ -407,3 +410,106 @@ VQUTIL_EXPORT void DibAdjustWhiteBalance(QImageEx& image, float temperature, flo
 // settings change nothing.
 VQUTIL_EXPORT bool shadowHighlight(QImageEx& image, float shadows, float highlights, int radius, float shadowWidth,
                                    float highlightWidth, float colourCorrection, float midtoneContrast);
+
+// ---------------------------------------------------------------------------
+// Selective colour and colour replacement
+// ---------------------------------------------------------------------------
+//
+// Both operations change bytes 0, 1, 2 (blue, green, red) of 24- and 32-bit
+// pixels whose mask byte is 0, inside the mask's bounds, in parallel bands,
+// and stop when QImageEx::set_progress returns false (the rows done stay
+// changed); alpha is never touched. Grayscale8 and Alpha8 images are first
+// converted to Format_Indexed8 (as AdjustRGBOffset does); indexed and 1-bit
+// images have their colour table changed (the mask plays no part); other
+// formats are left alone. Neutral settings (as each function states) return
+// true at once with the image untouched, not even converted. Both return
+// false, image untouched, for a null image or a NaN among the settings, and
+// true otherwise.
+
+// One colour family's corrections, in percent of full ink, each -100..100
+// (0 neutral; values outside, infinities included, are clamped).
+struct SelectiveColorInks {
+    double cyan = 0;
+    double magenta = 0;
+    double yellow = 0;
+    double black = 0;
+};
+
+// The selective colour settings: corrections for nine colour families and
+// the mode. A default-constructed record is neutral.
+struct SelectiveColorSettings {
+    SelectiveColorInks reds;
+    SelectiveColorInks yellows;
+    SelectiveColorInks greens;
+    SelectiveColorInks cyans;
+    SelectiveColorInks blues;
+    SelectiveColorInks magentas;
+    SelectiveColorInks whites;
+    SelectiveColorInks neutrals;
+    SelectiveColorInks blacks;
+    // false (relative): a correction is a share of the ink the pixel already
+    // has, so an ink it lacks stays absent; true (absolute): a share of full ink.
+    bool absolute = false;
+};
+
+// Selective colour: each pixel's C, M, Y, K inks (0..255, as
+// QImageEx::BgrToCmyk gives them) change by the corrections of the families
+// it belongs to, each weighted by its membership w (0..255). With
+// max >= mid >= min the pixel's channels:
+//  - the family of the largest channel (reds, greens or blues): max - mid;
+//  - the family of the two largest (yellows: red and green, cyans: green
+//    and blue, magentas: red and blue): mid - min;
+//  - whites max(0, max + min - 255), blacks max(0, 255 - max - min),
+//    neutrals 255 - whites - blacks (by lightness; the three sum to 255).
+// Other families weigh 0; a tie between channels leaves the tied family's
+// weight 0, so greys belong to whites, neutrals and blacks only. Per ink,
+// with T the sum of w x c over the families, in integers:
+//   absolute: c = round(p x 8192 / 100),  ink' = ink + floor((T + 4096) / 8192)
+//   relative: c = round(p x 2^21 / 25500), ink' = ink + floor((ink T + 2^20) / 2^21)
+// (p the correction in percent), that is ink + w p / 100 and
+// ink + ink w p / 25500 summed over the families, rounded; then clamped to
+// 0..255 and converted back with QImageEx::CmykToBgr. At full membership
+// +100 % absolute adds full ink and +100 % relative doubles the ink there
+// is. Black scales all three channels alike (the inks are relative to the
+// brightest channel). A pixel whose inks do not change keeps its bytes
+// exactly (the conversion round trip is exact). Neutral: every correction
+// 0 (after clamping and rounding).
+VQUTIL_EXPORT bool selectiveColor(QImageEx& image, const QImageEx* mask, const SelectiveColorSettings& settings);
+
+// A colour in the YUV space of replaceColor: BT.601 luma and colour
+// differences on the byte scale, U and V centred on 0:
+//   Y = 0.299 R + 0.587 G + 0.114 B          (0..255)
+//   U = (B - Y) / 1.772, V = (R - Y) / 1.402  (each -127.5..127.5)
+struct YUV {
+    double y;
+    double u;
+    double v;
+};
+Q_DECLARE_TYPEINFO(YUV, Q_PRIMITIVE_TYPE);
+
+// The YUV of a colour (its alpha ignored), computed exactly as replaceColor
+// computes the YUV of a pixel.
+inline YUV yuvFromRgb(QRgb colour) {
+    const int r = qRed(colour), g = qGreen(colour), b = qBlue(colour);
+    const double y = 0.299 * r + 0.587 * g + 0.114 * b;
+    return {y, (b - y) * (1 / 1.772), (r - y) * (1 / 1.402)};
+}
+
+// Colour replacement that keeps each pixel's shading and texture: a pixel
+// near one of `sources` moves by the difference target - source in YUV.
+// For a pixel p, the nearest source s (Euclidean distance d in YUV, the
+// first of equally near ones) gives the weight
+//   w = 1 for d <= tolerance, 0 for d >= o = tolerance + feather, and
+//       (o^2 - d^2) / (o^2 - tolerance^2) between (falling softly;
+//       feather 0 gives a hard edge),
+// and p becomes p + w (target - s). The shift is mapped to RGB with the
+// exact inverse of the YUV transform, dR = dY + 1.402 dV,
+// dG = dY - 0.344136 dU - 0.714136 dV, dB = dY + 1.772 dU, and each channel
+// becomes channel + w x d rounded to nearest (halves up) and clamped to
+// 0..255, in double precision; pixels with w = 0 keep their bytes exactly.
+// tolerance and feather are YUV distances (black to white is 255), clamped
+// to 0..1000; the colours' components are clamped to -1000..1000 (so
+// infinities are accepted). Neutral: no sources, or a target equal to
+// every source.
+VQUTIL_EXPORT bool replaceColor(QImageEx& image, const QImageEx* mask, const QVector<YUV>& sources,
+                                const YUV& target, double tolerance, double feather);
