@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <functional>
 
@@ -51,7 +52,8 @@ const Operation kOperations[] = {
      [](QImageEx& i) { return DibHSLAdjust(i, {reds(40, 40, 40)}, true); }},
     {"adjustSaturation", false, [](QImageEx& i) { return adjustSaturation(i, 60); },
      [](QImageEx& i) { return adjustSaturation(i, 0); }},
-    {"hueEqual", false, [](QImageEx& i) { return hueEqual(i, 100, 70); }, [](QImageEx& i) { return hueEqual(i, 100, 0); }},
+    {"hueEqual", false, [](QImageEx& i) { return hueEqual(i, 100, 70); },
+     [](QImageEx& i) { return hueEqual(i, 100, 0); }},
     {"DibColorBalance", true, [](QImageEx& i) { return DibColorBalance(i, 30, 0, -20, 0, 50, 0, -40, 0, 70, false); },
      [](QImageEx& i) { return DibColorBalance(i, 0, 0, 0, 0, 0, 0, 0, 0, 0, true); }},
     {"DibColorBalance kept lightness", true,
@@ -84,6 +86,28 @@ TEST(HueSaturation, NullImagesFailAndEveryFormatIsSafe) {
                 }
             }
     }
+}
+
+TEST(HueSaturation, OutOfRangeSettingsAreClampedAndHuesWrapped) {
+    const QImageEx base = randomImage(67, 5, QImage::Format_ARGB32, 4);
+    const auto same = [&](const std::function<bool(QImageEx&)>& a, const std::function<bool(QImageEx&)>& b) {
+        QImageEx x = base, y = base;
+        return a(x) && b(y) && sameBytes(x, y);
+    };
+    // INT_MIN is 232 degrees on the circle, INT_MAX 127.
+    EXPECT_TRUE(same([](QImageEx& i) { return adjustSaturation(i, INT_MIN); },
+                     [](QImageEx& i) { return adjustSaturation(i, -100); }));
+    EXPECT_TRUE(same([](QImageEx& i) { return hueEqual(i, INT_MIN, INT_MAX); },
+                     [](QImageEx& i) { return hueEqual(i, 232, 100); }));
+    const HSLAdjustParam wild{0, INT_MIN, INT_MAX, INT_MIN, INT_MAX, INT_MAX, INT_MIN, INT_MAX};
+    EXPECT_TRUE(same([&](QImageEx& i) { return DibHSLAdjust(i, {wild}, false); },
+                     [](QImageEx& i) { return DibHSLAdjust(i, {{0, 232, 127, 232, 127, 180, -100, 100}}, false); }));
+    const QList<HSLAdjustParam> wildColour = {master(INT_MAX, INT_MAX, INT_MIN), master(INT_MAX, 0, 0)};
+    EXPECT_TRUE(same([&](QImageEx& i) { return DibHSLAdjust(i, wildColour, true); },
+                     [](QImageEx& i) { return DibHSLAdjust(i, {master(0, 100, -100)}, true); }));
+    const int lo = INT_MIN, hi = INT_MAX;
+    EXPECT_TRUE(same([&](QImageEx& i) { return DibColorBalance(i, lo, hi, 0, 0, lo, 0, hi, 0, 0, true); },
+                     [](QImageEx& i) { return DibColorBalance(i, -100, 100, 0, 0, -100, 0, 100, 0, 0, true); }));
 }
 
 TEST(HueSaturation, AlphaIsKeptAndIndexedImagesChangeTheirTable) {

@@ -11,9 +11,9 @@
 // midtones keep both ends by clipping instead: a gain that saturates at 255
 // upward, and its mirror image about mid-grey, a raised input black point,
 // downward. Black points compose into one: each is an affine map fixing 255
-// with slope 1 / (1 - h), so the slopes multiply. Every direction is
-// symmetric: a negative setting is the inverse map of the positive one
-// (an output white for an input white, an output black for an input black).
+// with slope 1 / (1 - h), so the slopes multiply. For shadows and
+// highlights a negative setting is the inverse map of the positive one (an
+// output black for an input black, an output white for an input white).
 //
 // Without the lightness flag the result is three 256-entry tables, applied
 // by AdjustRGBOffset. With it, each pixel is balanced through the tables and

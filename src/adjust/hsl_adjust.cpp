@@ -111,7 +111,7 @@ VQ_LANES __m512d shiftedLightnessLanes(__m512d l, __m512d percent) {
 // The entries of a list, ranges that change nothing left out.
 struct RangeSettings {
     std::vector<HueRange> ranges;
-    Shifts master;  // the masters' sums; within range, since each entry is
+    Shifts master;  // the masters' sums, clamped per pixel once the ranges' part is added
 
     explicit RangeSettings(const QList<HSLAdjustParam>& params) {
         double hue = 0, saturation = 0, lightness = 0;
@@ -137,7 +137,9 @@ struct RangeSettings {
         master = {hue, saturation, lightness};
     }
 
-    bool neutral() const { return ranges.empty() && master.hue == 0 && master.saturation == 0 && master.lightness == 0; }
+    bool neutral() const {
+        return ranges.empty() && master.hue == 0 && master.saturation == 0 && master.lightness == 0;
+    }
 };
 
 // Master shifts plus the weighted shifts of the ranges (a view of the

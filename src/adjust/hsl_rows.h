@@ -3,20 +3,22 @@
 // the bytes back. Shared by the hue, saturation and colour balance
 // operations.
 //
-// The HSL model is double precision and costs three divisions per colour,
-// so it also has a 512-bit form that converts eight pixels at once. That
-// form performs the very IEEE operations of the scalar model, in the same
-// order and without contraction, lane by lane; the branches of the model
-// become selects, and comparisons of the doubles i / 255 become integer
-// comparisons of the bytes (the map is strictly increasing). Its bytes are
-// therefore those of the scalar model, which the kernel tests check against
-// it on random and exhaustive colours.
+// The model is double precision, so it also has a 512-bit form that
+// converts eight pixels at once with the scalar model's IEEE operations, in
+// the same order and without contraction, lane by lane: branches become
+// selects, comparisons of the doubles i / 255 become comparisons of the
+// bytes (the map is strictly increasing), and the divisions by the
+// constants 255 and 6 become a product with the reciprocal corrected by its
+// exact remainder, which gives the correctly rounded quotient, the
+// division's. The kernel tests hold the lanes' h, s and l to the scalar
+// model's bit for bit on all 2^24 colours, and their bytes too. One
+// conversion is a long chain of dependent operations, so the row kernels
+// run each stage over a block of vectors in turn, letting the chains
+// overlap (up to twice as fast as vector by vector).
 //
-// Two exact facts let passes skip work: hslToRgb(rgbToHsl(c)) == c for every
-// one of the 2^24 colours (checked exhaustively by the kernel tests), so a
-// pixel whose (h, s, l) an edit leaves as they were keeps its bytes without
-// converting back; and a pixel of saturation 0 comes back as the grey of its
-// lightness whatever its hue.
+// hslToRgb(rgbToHsl(c)) == c for every one of the 2^24 colours (also
+// checked exhaustively): a pixel whose h, s and l an edit leaves as they
+// were keeps its bytes without converting back.
 #pragma once
 
 #include "adjust_support.h"
@@ -58,7 +60,8 @@ inline uint32_t withColour(uint32_t w, Rgb8 c) {
 //                                    it left c exactly as it was
 //   bool lanes(HslLanes& c) const;   the same rule on eight pixels (512-bit
 //                                    form); false when no lane changed
-// Both must perform the same double operations in the same order.
+// and optionally lanesBlock (below). All must perform the same double
+// operations in the same order.
 
 template <typename Edit>
 void hslEditRowScalar(uint8_t* words, int count, const Edit& edit) {
