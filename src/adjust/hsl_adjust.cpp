@@ -202,18 +202,26 @@ private:
                           riseScale = vq::broadcast(r.riseScale), fallScale = vq::broadcast(r.fallScale),
                           rHue = vq::broadcast(r.hue), rSaturation = vq::broadcast(r.saturation),
                           rLightness = vq::broadcast(r.lightness);
+            // A soft-started range that stays below 360 weighs nothing short
+            // of its start, wrapped (beyond its end) or not (a negative rise).
+            const bool wraps = r.hardStart || r.origin + r.end > 360;
             for (int v = 0; v < n; ++v) {
                 __m512d x = _mm512_sub_pd(degrees[v], origin);
-                x = _mm512_mask_add_pd(x, _mm512_cmp_pd_mask(x, zero, _CMP_LT_OQ), x, vq::broadcast(360.0));
+                if (wraps)
+                    x = _mm512_mask_add_pd(x, _mm512_cmp_pd_mask(x, zero, _CMP_LT_OQ), x, vq::broadcast(360.0));
                 const __m512d rising = r.hardStart ? one : _mm512_mul_pd(x, riseScale);
                 const __m512d falling = r.hardEnd ? _mm512_maskz_mov_pd(_mm512_cmp_pd_mask(x, end, _CMP_LE_OQ), one)
                                                   : _mm512_mul_pd(_mm512_sub_pd(end, x), fallScale);
                 // Kept to 0..1; 0 outright for greys, which ranges do not weigh.
                 const __m512d w =
                     _mm512_min_pd(_mm512_maskz_max_pd(coloured[v], _mm512_min_pd(rising, falling), zero), one);
-                hue[v] = _mm512_add_pd(hue[v], _mm512_mul_pd(w, rHue));
-                saturation[v] = _mm512_add_pd(saturation[v], _mm512_mul_pd(w, rSaturation));
-                lightness[v] = _mm512_add_pd(lightness[v], _mm512_mul_pd(w, rLightness));
+                // Adding w x 0 would change no sum.
+                if (r.hue != 0)
+                    hue[v] = _mm512_add_pd(hue[v], _mm512_mul_pd(w, rHue));
+                if (r.saturation != 0)
+                    saturation[v] = _mm512_add_pd(saturation[v], _mm512_mul_pd(w, rSaturation));
+                if (r.lightness != 0)
+                    lightness[v] = _mm512_add_pd(lightness[v], _mm512_mul_pd(w, rLightness));
             }
         }
         for (int v = 0; v < n; ++v) {
