@@ -513,3 +513,119 @@ inline YUV yuvFromRgb(QRgb colour) {
 // every source.
 VQUTIL_EXPORT bool replaceColor(QImageEx& image, const QImageEx* mask, const QVector<YUV>& sources,
                                 const YUV& target, double tolerance, double feather);
+
+// ---------------------------------------------------------------------------
+// Hue, saturation and colour balance
+// ---------------------------------------------------------------------------
+//
+// These work in the library's HSL model: hue in degrees here (0 red, 60
+// yellow, 120 green, 180 cyan, 240 blue, 300 magenta), saturation and
+// lightness as fractions 0..1, the lightness being (max + min) / 2 of the
+// channels. Greys have saturation 0 and no hue: they stay grey whatever
+// happens to the hue. Images of 3 or more bytes per pixel run in parallel
+// bands (bytes 0, 1, 2; progress per row, a false answer stops the pass and
+// the rows done stay changed); indexed and 1-bit images have their colour
+// table changed instead; alpha is never touched; other formats are left
+// alone. Integer settings outside their ranges are clamped, hue points and
+// target hues taken modulo 360. Neutral settings return at once and change
+// nothing, not even the format. All return false for a null image only.
+
+#include <QList>
+
+// One entry of DibHSLAdjust: the master entry, which applies to every
+// pixel, or a hue range, and the shifts to make there.
+//
+// A range is four hue points in degrees, read going up the hue circle from
+// hueStart (each point modulo 360): the entry's weight rises linearly from
+// 0 at hueStart to 1 at hueFullStart, stays 1 up to hueFullEnd and falls
+// linearly to 0 at hueEnd; other hues weigh 0. Equal neighbouring points
+// give a hard edge. The spans together should not exceed one turn (what
+// lies beyond is cut off at hueStart). Ranges weigh only coloured pixels
+// (saturation above 0). The usual six ranges are 60 degrees wide with soft
+// edges of 30 (hueStart, hueFullStart, hueFullEnd, hueEnd):
+//   reds 315, 345, 15, 45      yellows 15, 45, 75, 105    greens 75, 105, 135, 165
+//   cyans 135, 165, 195, 225   blues 195, 225, 255, 285   magentas 255, 285, 315, 345
+// A value-initialised entry (HSLAdjustParam{}) is a neutral range.
+struct HSLAdjustParam {
+    int master;        // non-zero: the master entry (the hue points are ignored)
+    int hueStart;      // degrees
+    int hueFullStart;  // degrees
+    int hueFullEnd;    // degrees
+    int hueEnd;        // degrees
+    int hue;           // hue shift in degrees, -180..180, neutral 0
+    int saturation;    // -100..100, neutral 0; -100 gives grey
+    int lightness;     // -100..100, neutral 0; -100 gives black, 100 white
+};
+Q_DECLARE_TYPEINFO(HSLAdjustParam, Q_PRIMITIVE_TYPE);
+
+// Hue, saturation and lightness by hue ranges. A pixel's three shifts are
+// the sums over the entries of weight x value (a master entry weighs 1
+// everywhere), each sum clamped to its range like the values; then, with
+// (h, s, l) the pixel's HSL and h in turns:
+//   h' = h + hue / 360, wrapped into 0..1;
+//   s' = min(1, s (1 + saturation / 100));
+//   l' = l (1 + lightness / 100) when lightness < 0, else
+//        l + (1 - l) lightness / 100;
+// and the pixel becomes hslToRgb(h', s', l'). Shifts that are all zero leave
+// a pixel's bytes as they were.
+// With colorize, every pixel, grey or not, takes one hue and one saturation
+// and keeps its lightness, shifted as above. The master entries give them
+// (summed): the hue as an absolute hue in degrees (-60 is 300), the
+// saturation in percent of full (below 0 counts as 0), the lightness shift.
+// Range entries are then ignored, and without a master entry nothing
+// changes. Grayscale8 and Alpha8 images become Format_Indexed8 first, so
+// that they can take colour.
+VQUTIL_EXPORT bool DibHSLAdjust(QImageEx& image, const QList<HSLAdjustParam>& params, bool colorize);
+
+// Saturation: each pixel's s becomes min(1, s (1 + amount / 100)), hue and
+// lightness kept; amount -100..100, neutral 0: -100 gives the grey of the
+// pixel's lightness, 100 doubles s. Exactly a master entry of DibHSLAdjust
+// with that saturation. Grayscale8 and Alpha8 images have no colour and
+// are left alone.
+VQUTIL_EXPORT bool adjustSaturation(QImageEx& image, int amount);
+
+// Unifies hues: each pixel's hue moves towards `hue` (degrees) by `amount`
+// percent (0..100, neutral 0) of the way, the shorter way round the circle
+// (from exactly opposite, downward); saturation and lightness are kept, so
+// 100 gives every coloured pixel the target hue. Grayscale8 and Alpha8
+// images are left alone.
+// Read as "make hues equal" rather than "equalise the hue histogram": hue is
+// circular, with no dark or light end to stretch between, so spreading its
+// histogram evenly round the circle has no natural reference point; the
+// result would follow image statistics no user can steer, and near-greys,
+// whose hue is mostly noise, would be flung round the whole circle. Pulling
+// hues together is predictable and graded, what a colour-matching or
+// tinting tool does, and keeps each pixel's saturation and lightness.
+VQUTIL_EXPORT bool hueEqual(QImageEx& image, int hue, int amount);
+
+// Colour balance. Nine sliders, -100..100 each, neutral 0, in the order
+// shadows, midtones, highlights and within each cyan-red, magenta-green,
+// yellow-blue: positive values move the range towards red, green or blue,
+// negative towards cyan, magenta or yellow. The slider of each axis acts on
+// its own channel (red, green, blue) through
+//   x = trunc(c / (1 - s)); y = trunc((min(x, 255) - 255 h) / (1 - h));
+//   z = trunc(max(y, 0) (m + 1)); c' = min(z, 255),
+// whose factors come from the channel's three sliders, with t = 0.4 |v| / 100
+// for a slider value v (all three factors are 0, the identity, when the
+// sliders are):
+//  - highlights set the white point s and leave 0 at 0: v > 0: s = t (an
+//    input white at 255 (1 - t)); v < 0: s = -t / (1 - t) (255 goes to
+//    255 (1 - t)).
+//  - shadows set the black point h and leave 255 at 255: v > 0 raises the
+//    output black to 255 t (slope 1 - t); v < 0 raises the input black to
+//    255 t (slope 1 / (1 - t)).
+//  - midtones leave both 0 and 255: v > 0 sets the gain m = t (clipping at
+//    255); v < 0 raises the input black to 255 t / (1 + t) (slope 1 + t),
+//    its mirror image about mid-grey.
+//  Black points compose: h = 1 - 1 / (product of their slopes). Each factor
+//  is then rounded to a multiple of 2^-32, which leaves every stage exact
+//  but for the rounding of its quotient, so the ends kept stay exactly.
+// With preserveLuminosity each pixel takes the hue and saturation of its
+// balanced colour at the HSL lightness of its original colour (a pixel the
+// balance leaves unchanged keeps its bytes). Grayscale8 and Alpha8 images
+// become Format_Indexed8 first. Without the flag this is a table operation
+// through AdjustRGBOffset.
+VQUTIL_EXPORT bool DibColorBalance(QImageEx& image, int shadowCyanRed, int shadowMagentaGreen,
+                                   int shadowYellowBlue, int midtoneCyanRed, int midtoneMagentaGreen,
+                                   int midtoneYellowBlue, int highlightCyanRed, int highlightMagentaGreen,
+                                   int highlightYellowBlue, bool preserveLuminosity);
