@@ -5,6 +5,8 @@
 
 #include "adjust/temperature.h"
 
+#include "test_support.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,16 +17,7 @@
 
 namespace {
 
-QImageEx noise(int w, int h, QImage::Format format, uint32_t seed) {
-    QImageEx image(QImage(w, h, format));
-    std::mt19937 rng(seed);
-    for (int y = 0; y < h; ++y)
-        for (qsizetype i = 0; i < image.bytesPerLine(); ++i)
-            image.scanLine(y)[i] = static_cast<uint8_t>(rng());
-    return image;
-}
-
-// The hue-sector rule with its three cases, as stated.
+// The hue-sector rule with its three cases, written out as blackWhite documents it.
 uint8_t blackWhiteReference(int R, int G, int B, const double w[6]) {
     const int m = std::min({R, G, B});
     const int r = R - m, g = G - m, b = B - m;
@@ -47,7 +40,7 @@ uint8_t blackWhiteReference(int R, int G, int B, const double w[6]) {
 TEST(AdjustKernels, BlackWhiteMatchesTheSectorRule) {
     const QVector<int> weightSets[] = {{40, 60, 40, 60, 20, 80}, {33, -17, 250, 7, 101, 0}, {-300, 1000, 3, 99, -1, 50}};
     for (const QVector<int>& weights : weightSets) {
-        const QImageEx original = noise(301, 203, QImage::Format_ARGB32, 3);
+        const QImageEx original(vqtest::randomImage(301, 203, QImage::Format_ARGB32, 3));
         QImageEx image = original;
         ASSERT_TRUE(blackWhite(image, weights));
         double w[6];
@@ -69,7 +62,7 @@ TEST(AdjustKernels, BlackWhiteMatchesTheSectorRule) {
 TEST(AdjustKernels, ThresholdSplitMatchesTheGreyRule) {
     for (int threshold : {1, 77, 128, 254, 255, 300}) {
         for (QImage::Format format : {QImage::Format_ARGB32, QImage::Format_RGB888}) {
-            const QImageEx original = noise(257, 131, format, threshold);
+            const QImageEx original(vqtest::randomImage(257, 131, format, threshold));
             QImageEx image = original;
             ASSERT_TRUE(thresholdSplit(image, threshold));
             const int bpp = original.depth() / 8;
@@ -95,7 +88,7 @@ TEST(AdjustKernels, BandsCoverEveryRowOnce) {
     unsigned char plusOne[256];
     for (int v = 0; v < 256; ++v)
         plusOne[v] = static_cast<unsigned char>(std::min(255, v + 1));
-    const QImageEx original = noise(97, 1001, QImage::Format_RGB32, 9);
+    const QImageEx original(vqtest::randomImage(97, 1001, QImage::Format_RGB32, 9));
     QImageEx image = original;
     ASSERT_TRUE(AdjustRGBOffset(image, nullptr, plusOne, plusOne, plusOne, nullptr));
     ASSERT_TRUE(AdjustCMYKOffset(image, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));

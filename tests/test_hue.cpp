@@ -11,6 +11,7 @@
 #include <cmath>
 #include <functional>
 
+using vqtest::colours;
 using vqtest::randomImage;
 using vqtest::sameBytes;
 
@@ -21,13 +22,6 @@ HSLAdjustParam reds(int hue, int saturation, int lightness) {
     return {0, 315, 345, 15, 45, hue, saturation, lightness};
 }
 
-QImageEx colours(std::initializer_list<QRgb> pixels) {
-    QImageEx image(QImage(static_cast<int>(pixels.size()), 1, QImage::Format_ARGB32));
-    int x = 0;
-    for (QRgb p : pixels)
-        reinterpret_cast<QRgb*>(image.scanLine(0))[x++] = p;
-    return image;
-}
 QRgb at(const QImage& image, int x) { return reinterpret_cast<const QRgb*>(image.constScanLine(0))[x]; }
 
 // Chroma (max - min), HSL lightness x 2 (max + min) and hue in degrees of a colour.

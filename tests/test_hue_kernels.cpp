@@ -6,6 +6,8 @@
 
 #include <vqutil/adjust.h>
 
+#include "test_support.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,15 +17,6 @@
 #include <vector>
 
 namespace {
-
-QImageEx noise(int w, int h, QImage::Format format, uint32_t seed) {
-    QImageEx image(QImage(w, h, format));
-    std::mt19937 rng(seed);
-    for (int y = 0; y < h; ++y)
-        for (qsizetype i = 0; i < image.bytesPerLine(); ++i)
-            image.scanLine(y)[i] = static_cast<uint8_t>(rng());
-    return image;
-}
 
 // Every colour once, alpha varying.
 std::vector<uint8_t> everyColour() {
@@ -200,7 +193,7 @@ TEST(HueKernels, HslAdjustMatchesTheRule) {
     };
     for (const QList<HSLAdjustParam>& params : settings)
         for (QImage::Format format : kFormats) {
-            const QImageEx original = noise(203, 403, format, params.size());
+            const QImageEx original(vqtest::randomImage(203, 403, format, params.size()));
             QImageEx image = original;
             ASSERT_TRUE(DibHSLAdjust(image, params, false));
             expectPixels(original, image, [&](uint32_t w) { return hslAdjusted(w, params); });
@@ -209,7 +202,7 @@ TEST(HueKernels, HslAdjustMatchesTheRule) {
 
 TEST(HueKernels, ColorizeSaturationAndHueEqualMatchTheirRules) {
     for (QImage::Format format : kFormats) {
-        const QImageEx original = noise(131, 405, format, 5);
+        const QImageEx original(vqtest::randomImage(131, 405, format, 5));
         QImageEx image = original;
         const QList<HSLAdjustParam> colour = {HSLAdjustParam{1, 0, 0, 0, 0, -100, 70, -40},
                                               HSLAdjustParam{1, 0, 0, 0, 0, 30, 10, 0}};
@@ -243,7 +236,7 @@ TEST(HueKernels, ColourBalanceMatchesThePipeline) {
     for (const int* v : settings)
         for (bool keepLightness : {false, true})
             for (QImage::Format format : kFormats) {
-                const QImageEx original = noise(97, 401, format, v[0] + 200);
+                const QImageEx original(vqtest::randomImage(97, 401, format, v[0] + 200));
                 QImageEx image = original;
                 ASSERT_TRUE(DibColorBalance(image, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8],
                                             keepLightness));

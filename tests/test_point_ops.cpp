@@ -9,21 +9,13 @@
 using vqtest::filled;
 using vqtest::imageOf;
 using vqtest::pixelWord;
+using vqtest::colours;
 using vqtest::randomImage;
 using vqtest::sameBytes;
 
 namespace {
 
 bool bitOf(const QImage& mono, int x, int y) { return (mono.constScanLine(y)[x >> 3] >> (7 - (x & 7))) & 1; }
-
-// Pixels given as colours, opaque ARGB32.
-QImageEx colours(std::initializer_list<QRgb> pixels) {
-    QImageEx image(QImage(static_cast<int>(pixels.size()), 1, QImage::Format_ARGB32));
-    int x = 0;
-    for (QRgb p : pixels)
-        reinterpret_cast<QRgb*>(image.scanLine(0))[x++] = p;
-    return image;
-}
 
 }  // namespace
 

@@ -12,7 +12,7 @@
 
 namespace {
 
-// Family weights as stated: a channel strictly above (below) the other two
+// Family weights as selectiveColor documents them: a channel strictly above (below) the other two
 // gives its primary (complementary secondary) family; lightness the rest.
 void selectiveReference(uint8_t* bgr, const SelectiveColorSettings& s) {
     const int B = bgr[0], G = bgr[1], R = bgr[2];

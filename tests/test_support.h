@@ -71,6 +71,15 @@ inline QImage imageOf(int w, int h, QImage::Format format, std::initializer_list
     return image;
 }
 
+// One row of opaque (or not) colours, ARGB32.
+inline QImage colours(std::initializer_list<QRgb> pixels) {
+    QImage image(static_cast<int>(pixels.size()), 1, QImage::Format_ARGB32);
+    int x = 0;
+    for (QRgb p : pixels)
+        reinterpret_cast<QRgb*>(image.scanLine(0))[x++] = p;
+    return image;
+}
+
 inline QImage filled(int w, int h, QImage::Format format, uint32_t value) {
     QImage image(w, h, format);
     image.fill(value);
