@@ -40,15 +40,19 @@ InfoBlock makeInfo(int bitCount, uint32_t used, int entries) {
     return block;
 }
 
-// Checks the copy against the source over `entries` entries, and, under the
-// address sanitizer, that exactly 40 + 4 x entries bytes were allocated.
-void expectCopy(tagBITMAPINFO* copy, InfoBlock& src, long entries) {
-    ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(std::memcmp(copy, src.bytes.data(), 40 + 4 * entries), 0);
-    const long allocated = VQ_ALLOCATED_BYTES(copy);
+// Under the address sanitizer: exactly 40 + 4 x entries bytes were allocated.
+void expectAllocatedFor(tagBITMAPINFO* block, long entries) {
+    const long allocated = VQ_ALLOCATED_BYTES(block);
     if (allocated >= 0) {
         EXPECT_EQ(allocated, 40 + 4 * entries);
     }
+}
+
+// Checks the copy against the source over `entries` entries and its size.
+void expectCopy(tagBITMAPINFO* copy, InfoBlock& src, long entries) {
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(std::memcmp(copy, src.bytes.data(), 40 + 4 * entries), 0);
+    expectAllocatedFor(copy, entries);
     delete copy;  // the plain delete callers use
 }
 
@@ -78,36 +82,22 @@ TEST(BitmapInfo, AbsurdCountsAreBoundedToAFullPalette) {
 }
 
 TEST(BitmapInfo, NewColourCountGrowsWithZerosAndShrinks) {
+    // A source of 4 declared entries (1, 2, 3, 4): asked for n, the copy holds
+    // min(n, 4) of them, then zeros, and claims n bounded to 0..256.
     InfoBlock src = makeInfo(8, 4, 4);
-    tagBITMAPINFO* grown = CreateNewBmpInfoColor(src.info(), 16);
-    ASSERT_NE(grown, nullptr);
-    EXPECT_EQ(grown->bmiHeader.biClrUsed, 16u);
-    EXPECT_EQ(grown->bmiHeader.biBitCount, 8);
-    const auto* colours = reinterpret_cast<const unsigned char*>(grown) + 40;
-    EXPECT_EQ(colours[4 * 3], 4) << "declared entries copied";
-    EXPECT_EQ(colours[4 * 4], 0) << "entries beyond the source are zero, not read";
-    EXPECT_EQ(colours[4 * 15], 0);
-    const long allocated = VQ_ALLOCATED_BYTES(grown);
-    if (allocated >= 0) {
-        EXPECT_EQ(allocated, 40 + 4 * 16);
+    for (auto [asked, entries] : {std::pair{16, 16L}, {2, 2L}, {-5, 0L}, {1 << 30, 256L}}) {
+        tagBITMAPINFO* copy = CreateNewBmpInfoColor(src.info(), asked);
+        ASSERT_NE(copy, nullptr);
+        tagBITMAPINFOHEADER header;
+        std::memcpy(&header, src.bytes.data(), 40);
+        header.biClrUsed = static_cast<uint32_t>(entries);
+        EXPECT_EQ(std::memcmp(&copy->bmiHeader, &header, 40), 0) << asked;
+        const auto* colours = reinterpret_cast<const unsigned char*>(copy) + 40;
+        for (long i = 0; i < std::min(entries, 16L); ++i)
+            EXPECT_EQ(colours[4 * i], i < 4 ? i + 1 : 0) << "entry " << i << " of " << asked;
+        expectAllocatedFor(copy, entries);
+        delete copy;
     }
-    delete grown;
-
-    tagBITMAPINFO* shrunk = CreateNewBmpInfoColor(src.info(), 2);
-    ASSERT_NE(shrunk, nullptr);
-    EXPECT_EQ(shrunk->bmiHeader.biClrUsed, 2u);
-    delete shrunk;
-
-    tagBITMAPINFO* none = CreateNewBmpInfoColor(src.info(), -5);
-    ASSERT_NE(none, nullptr);
-    EXPECT_EQ(none->bmiHeader.biClrUsed, 0u);
-    EXPECT_EQ(none->bmiHeader.biWidth, 16);
-    delete none;
-
-    tagBITMAPINFO* capped = CreateNewBmpInfoColor(src.info(), 1 << 30);
-    ASSERT_NE(capped, nullptr);
-    EXPECT_EQ(capped->bmiHeader.biClrUsed, 256u);
-    delete capped;
     EXPECT_EQ(CreateNewBmpInfoColor(nullptr, 3), nullptr);
 }
 

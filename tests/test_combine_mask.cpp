@@ -47,28 +47,21 @@ TEST(CombineImageMode, ModesOneToFourCountColumnsFromTheRowStart) {
 }
 
 TEST(CombineImageMode, ModeFiveStretchesTheWholeMaskOverTheRect) {
-    const QImage mask = imageOf(2, 2, kGrey, {1, 2, 3, 4});
-    const QImageEx out = combined(filled(6, 6, kGrey, 0), mask, QRect(1, 1, 4, 4), 5);
-    for (int y = 0; y < 6; ++y)
-        for (int x = 0; x < 6; ++x) {
-            const bool inside = x >= 1 && x < 5 && y >= 1 && y < 5;
-            const int expected = inside ? mask.constScanLine((y - 1) / 2)[(x - 1) / 2] : 0;
-            EXPECT_EQ(out.constScanLine(y)[x], expected) << x << "," << y;
-        }
+    // 3 x 3 into 4 x 4: rows and columns 0, 0, 1, 2 (i x 3 / 4, truncated).
+    const QImageEx out = combined(filled(6, 6, kGrey, 0), imageOf(3, 3, kGrey, {1, 2, 3, 4, 5, 6, 7, 8, 9}),
+                                  QRect(1, 1, 4, 4), 5);
+    EXPECT_TRUE(sameBytes(out, imageOf(6, 6, kGrey, {0, 0, 0, 0, 0, 0, 0, 1, 1, 2, 3, 0, 0, 1, 1, 2, 3, 0,  //
+                                                     0, 4, 4, 5, 6, 0, 0, 7, 7, 8, 9, 0, 0, 0, 0, 0, 0, 0})));
     // Rows stretch the same way in modes 1-4: one mask row serves three.
     const QImageEx rows = combined(filled(2, 3, kGrey, 0), imageOf(2, 1, kGrey, {5, 6}), QRect(0, 0, 2, 3), 1);
     EXPECT_EQ(rowOf(rows, 2), (Bytes{5, 6}));
 }
 
-TEST(CombineImageMode, IgnoresOtherMasksAndStaysInsideHostileRects) {
+// Hostile rectangles for every mode: CompositeRobustness (test_draw_image.cpp).
+TEST(CombineImageMode, IgnoresOtherMasksAndEmptyRects) {
     const QImage dst = randomImage(9, 7, kGrey);
     EXPECT_TRUE(sameBytes(combined(dst, filled(9, 7, QImage::Format_ARGB32, 0), QRect(0, 0, 9, 7), 1), dst));
-    const QImage mask = randomImage(3, 2, kGrey);
-    for (const QRect& r : {QRect(-1000, -1000, 5000, 5000), QRect(5, 5, 100, 100), QRect(INT_MAX - 60, 0, 50, 3),
-                           QRect(0, 0, -5, -5), QRect(-3, -3, 4, 4)})
-        for (int mode = 1; mode <= 5; ++mode)
-            combined(dst, mask, r, mode);  // must stay inside both images (sanitizer build)
-    EXPECT_TRUE(sameBytes(combined(dst, mask, QRect(0, 0, 0, 0), 5), dst));
+    EXPECT_TRUE(sameBytes(combined(dst, randomImage(3, 2, kGrey), QRect(0, 0, 0, 0), 5), dst));
 }
 
 TEST(CombineImageMask, CopiesSourcePixelsWhereTheMaskIsZero) {

@@ -28,38 +28,37 @@ TEST(Rect, IntersectNeedsAreaAndClearsTheResultOtherwise) {
     }
 }
 
-TEST(Rect, EmptinessCountsOnlyEqualEdges) {
-    const CRect inverted(5, 5, 3, 9), flat(5, 5, 5, 9), thin(0, 4, 8, 4), normal(0, 0, 1, 1);
+TEST(Rect, EmptinessCountsOnlyEqualEdgesAndPointsOnTheFarEdgesAreOutside) {
+    const CRect inverted(5, 5, 3, 9), flat(5, 5, 5, 9), thin(0, 4, 8, 4), normal(0, 0, 10, 10);
     EXPECT_FALSE(IsRectEmpty(&inverted));
     EXPECT_TRUE(IsRectEmpty(&flat));
     EXPECT_TRUE(IsRectEmpty(&thin));
     EXPECT_FALSE(IsRectEmpty(&normal));
     EXPECT_TRUE(IsRectEmpty(nullptr));
+
+    EXPECT_TRUE(PtInRect(&normal, CPoint(0, 0)));
+    EXPECT_TRUE(PtInRect(&normal, CPoint(9, 9)));
+    EXPECT_FALSE(PtInRect(&normal, CPoint(10, 5)));
+    EXPECT_FALSE(PtInRect(&normal, CPoint(5, 10)));
+    EXPECT_FALSE(PtInRect(&normal, CPoint(-1, 5)));
 }
 
-TEST(Rect, PointsOnTheRightAndBottomEdgesAreOutside) {
-    const CRect r(0, 0, 10, 10);
-    EXPECT_TRUE(PtInRect(&r, CPoint(0, 0)));
-    EXPECT_TRUE(PtInRect(&r, CPoint(9, 9)));
-    EXPECT_FALSE(PtInRect(&r, CPoint(10, 5)));
-    EXPECT_FALSE(PtInRect(&r, CPoint(5, 10)));
-    EXPECT_FALSE(PtInRect(&r, CPoint(-1, 5)));
-}
-
-TEST(Rect, UnionDoesNotSkipEmptyInputs) {
+TEST(Rect, UnionDoesNotSkipEmptyInputsAndSubtractIsInert) {
     const CRect zero(0, 0, 0, 0), r(5, 5, 10, 10), far(20, -3, 25, 2);
     CRect out;
     EXPECT_TRUE(UnionRect(&out, &zero, &r));
     EXPECT_TRUE(same(out, 0, 0, 10, 10));
     EXPECT_TRUE(UnionRect(&out, &r, &far));
     EXPECT_TRUE(same(out, 5, -3, 25, 10));
+
+    EXPECT_FALSE(SubtractRect(&out, &r, &zero));
+    EXPECT_TRUE(same(out, 5, -3, 25, 10));
 }
 
-TEST(Rect, SimpleEditsAndCopies) {
+TEST(Rect, EditsCopiesAndConstructors) {
     CRect r;
-    EXPECT_TRUE(same(r, 0, 0, 0, 0)) << "default construction is empty";
+    EXPECT_TRUE(same(r, 0, 0, 0, 0));
     SetRect(&r, 1, 2, 3, 4);
-    EXPECT_TRUE(same(r, 1, 2, 3, 4));
     InflateRect(&r, 2, -1);
     EXPECT_TRUE(same(r, -1, 3, 5, 3));
     OffsetRect(&r, 10, -3);
@@ -74,22 +73,9 @@ TEST(Rect, SimpleEditsAndCopies) {
     CRect huge(INT_MAX, INT_MIN, INT_MAX, INT_MIN);
     OffsetRect(&huge, 1, -1);  // wraps like the 32-bit original, no overflow trap
     EXPECT_TRUE(same(huge, INT_MIN, INT_MAX, INT_MIN, INT_MAX));
-}
 
-TEST(Rect, SubtractIsInert) {
-    const CRect a(0, 0, 10, 10), b(0, 0, 5, 10);
-    CRect out(1, 2, 3, 4);
-    EXPECT_FALSE(SubtractRect(&out, &a, &b));
-    EXPECT_TRUE(same(out, 1, 2, 3, 4));
-}
-
-TEST(Rect, ConstructorsAndSizes) {
     const CRect fromSize(CPoint(2, 3), CSize(4, 5));
     EXPECT_TRUE(same(fromSize, 2, 3, 6, 8));
-    EXPECT_EQ(fromSize.Width(), 4);
-    EXPECT_EQ(fromSize.Height(), 5);
-    const CRect fromCorners(CPoint(1, 1), CPoint(0, 0));
-    EXPECT_EQ(fromCorners.Width(), -1) << "not normalised";
-    const tagRECT raw{1, 2, 3, 4};
-    EXPECT_TRUE(same(CRect(raw), 1, 2, 3, 4));
+    EXPECT_TRUE(fromSize.Width() == 4 && fromSize.Height() == 5);
+    EXPECT_EQ(CRect(CPoint(1, 1), CPoint(0, 0)).Width(), -1) << "not normalised";
 }
