@@ -153,7 +153,8 @@ static_assert(sizeof(FocusBlurConfig) == 9 * sizeof(double), "nine doubles");
 //   m = clamp((d - inner) / width, 0, 1) ^ max(falloff, 0.0001),
 // so m is 0 within `inner` of the centre (in the turned, aspect-scaled
 // metric), reaches 1 at `radius`, and falloff shapes the rise between.
-// Images below 24 bits are first converted to ARGB32 (AnyConvertTo24Bit);
+// Images neither 24 nor 32 bits deep are first converted to ARGB32
+// (AnyConvertTo24Bit);
 // false for a null image or config, a remaining format other than RGB32 and
 // ARGB32 (24-bit and the premultiplied ones), or short memory.
 VQUTIL_EXPORT bool vqDoFocusBlur(QImageEx& img, FocusBlurConfig* cfg);
