@@ -154,7 +154,7 @@ static_assert(sizeof(FocusBlurConfig) == 9 * sizeof(double), "nine doubles");
 // so m is 0 within `inner` of the centre (in the turned, aspect-scaled
 // metric), reaches 1 at `radius`, and falloff shapes the rise between.
 // Images neither 24 nor 32 bits deep are first converted to ARGB32
-// (AnyConvertTo24Bit);
-// false for a null image or config, a remaining format other than RGB32 and
-// ARGB32 (24-bit and the premultiplied ones), or short memory.
+// (AnyConvertTo24Bit); false for a null image or config, a remaining format
+// other than RGB32 and ARGB32 (24-bit and the premultiplied ones), or short
+// memory.
 VQUTIL_EXPORT bool vqDoFocusBlur(QImageEx& img, FocusBlurConfig* cfg);
