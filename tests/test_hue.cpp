@@ -11,16 +11,12 @@
 #include <cmath>
 #include <functional>
 
-using vqtest::colours;
-using vqtest::randomImage;
-using vqtest::sameBytes;
+using namespace vqtest;
 
 namespace {
 
-HSLAdjustParam master(int hue, int saturation, int lightness) { return {1, 0, 0, 0, 0, hue, saturation, lightness}; }
-HSLAdjustParam reds(int hue, int saturation, int lightness) {
-    return {0, 315, 345, 15, 45, hue, saturation, lightness};
-}
+HSLAdjustParam master(int hue, int saturation, int light) { return {1, 0, 0, 0, 0, hue, saturation, light}; }
+HSLAdjustParam reds(int hue, int saturation, int light) { return {0, 315, 345, 15, 45, hue, saturation, light}; }
 
 QRgb at(const QImage& image, int x) { return reinterpret_cast<const QRgb*>(image.constScanLine(0))[x]; }
 
@@ -28,10 +24,7 @@ QRgb at(const QImage& image, int x) { return reinterpret_cast<const QRgb*>(image
 int chroma(QRgb c) { return std::max({qRed(c), qGreen(c), qBlue(c)}) - std::min({qRed(c), qGreen(c), qBlue(c)}); }
 int lightness2(QRgb c) { return std::max({qRed(c), qGreen(c), qBlue(c)}) + std::min({qRed(c), qGreen(c), qBlue(c)}); }
 double hueOf(QRgb c) { return QColor(c).hslHueF() * 360; }
-double hueDistance(double a, double b) {
-    const double d = std::fmod(std::fabs(a - b), 360.0);
-    return std::min(d, 360 - d);
-}
+double hueDistance(double a, double b) { return 180 - std::fabs(std::fmod(std::fabs(a - b), 360.0) - 180); }
 
 // Each operation with settings that change colours, and with neutral ones.
 struct Operation {
@@ -57,11 +50,12 @@ const Operation kOperations[] = {
 
 }  // namespace
 
-TEST(HueSaturation, NullImagesFailAndEveryFormatIsSafe) {
+TEST(HueSaturation, FormatsNullImagesAlphaAndColourTables) {
     for (const Operation& op : kOperations) {
         QImageEx null;
         EXPECT_FALSE(op.apply(null)) << op.name;
         EXPECT_FALSE(op.neutral(null)) << op.name;
+        // Neutral settings change nothing; formats without colour stay as they are.
         for (int f = QImage::Format_Mono; f < QImage::NImageFormats; ++f)
             for (QSize size : {QSize(1, 1), QSize(3, 1), QSize(1, 3), QSize(17, 9)}) {
                 const QImage::Format format = static_cast<QImage::Format>(f);
@@ -79,7 +73,27 @@ TEST(HueSaturation, NullImagesFailAndEveryFormatIsSafe) {
                     EXPECT_TRUE(sameBytes(image, original)) << op.name << " " << f;
                 }
             }
+        // Colours change, alpha never.
+        const QImageEx original = randomImage(33, 7, QImage::Format_ARGB32, 3);
+        QImageEx image = original;
+        ASSERT_TRUE(op.apply(image));
+        EXPECT_FALSE(sameBytes(image, original)) << op.name;
+        for (int y = 0; y < 7; ++y)
+            for (int x = 0; x < 33; ++x)
+                ASSERT_EQ(original.constScanLine(y)[4 * x + 3], image.constScanLine(y)[4 * x + 3]) << op.name;
+        // An indexed image changes its colour table exactly as pixels of those colours change.
+        QImageEx indexed(randomImage(16, 16, QImage::Format_Indexed8, 9)), asPixels(QImage(256, 1, original.format()));
+        std::memcpy(asPixels.scanLine(0), indexed.colorTable().constData(), 4 * 256);
+        const QImageEx indices = indexed;
+        ASSERT_TRUE(op.apply(indexed) && op.apply(asPixels));
+        EXPECT_TRUE(sameBytes(indexed, indices)) << op.name;
+        const QVector<QRgb> table = indexed.colorTable();
+        EXPECT_EQ(std::vector<uint32_t>(table.begin(), table.end()), wordsOf(asPixels)) << op.name;
     }
+    // Grey images take colour through the table: red's output black at 255 x 0.2.
+    QImageEx grey = randomImage(5, 5, QImage::Format_Grayscale8);
+    ASSERT_TRUE(DibColorBalance(grey, 50, 0, 0, 0, 0, 0, 0, 0, 0, false));
+    EXPECT_EQ(grey.colorTable()[0], qRgb(51, 0, 0));
 }
 
 TEST(HueSaturation, OutOfRangeSettingsAreClampedAndHuesWrapped) {
@@ -104,38 +118,6 @@ TEST(HueSaturation, OutOfRangeSettingsAreClampedAndHuesWrapped) {
                      [](QImageEx& i) { return DibColorBalance(i, -100, 100, 0, 0, -100, 0, 100, 0, 0, true); }));
 }
 
-TEST(HueSaturation, AlphaIsKeptAndIndexedImagesChangeTheirTable) {
-    for (const Operation& op : kOperations) {
-        const QImageEx original = randomImage(33, 7, QImage::Format_ARGB32, 3);
-        QImageEx image = original;
-        ASSERT_TRUE(op.apply(image));
-        EXPECT_FALSE(sameBytes(image, original)) << op.name;
-        for (int y = 0; y < 7; ++y)
-            for (int x = 0; x < 33; ++x)
-                ASSERT_EQ(original.constScanLine(y)[4 * x + 3], image.constScanLine(y)[4 * x + 3]) << op.name;
-
-        // An indexed image changes its colour table exactly as pixels of those colours change.
-        QImageEx indexed(randomImage(16, 16, QImage::Format_Indexed8, 9));
-        QImageEx asPixels(QImage(256, 1, QImage::Format_ARGB32));
-        for (int i = 0; i < 256; ++i)
-            reinterpret_cast<QRgb*>(asPixels.scanLine(0))[i] = indexed.colorTable()[i];
-        const QImageEx indices = indexed;
-        ASSERT_TRUE(op.apply(indexed));
-        ASSERT_TRUE(op.apply(asPixels));
-        EXPECT_TRUE(sameBytes(indexed, indices)) << op.name;
-        for (int i = 0; i < 256; ++i)
-            ASSERT_EQ(indexed.colorTable()[i], at(asPixels, i)) << op.name << " entry " << i;
-    }
-    // Grey images take colour through a colour table; plain saturation and hue leave them alone.
-    QImageEx grey = randomImage(5, 5, QImage::Format_Grayscale8);
-    ASSERT_TRUE(DibHSLAdjust(grey, {master(0, 0, 0)}, true));
-    EXPECT_EQ(grey.format(), QImage::Format_Indexed8);
-    grey = randomImage(5, 5, QImage::Format_Grayscale8);
-    ASSERT_TRUE(DibColorBalance(grey, 50, 0, 0, 0, 0, 0, 0, 0, 0, false));
-    EXPECT_EQ(grey.format(), QImage::Format_Indexed8);
-    EXPECT_EQ(grey.colorTable()[0], qRgb(51, 0, 0));  // red's output black at 255 x 0.2
-}
-
 TEST(HueSaturation, HslShiftsMoveTheRightWay) {
     const QImageEx base = colours({qRgb(200, 40, 40), qRgb(40, 40, 200), qRgb(200, 150, 40), qRgb(90, 90, 90),
                                    qRgb(230, 60, 130), qRgb(20, 180, 160)});
@@ -156,8 +138,7 @@ TEST(HueSaturation, HslShiftsMoveTheRightWay) {
     for (int lightness : {-100, 100}) {
         image = base;
         ASSERT_TRUE(DibHSLAdjust(image, {master(0, 0, lightness)}, false));
-        for (int x = 0; x < 6; ++x)
-            EXPECT_EQ(at(image, x), lightness < 0 ? qRgb(0, 0, 0) : qRgb(255, 255, 255));
+        EXPECT_EQ(wordsOf(image), std::vector<uint32_t>(6, lightness < 0 ? 0xFF000000u : 0xFFFFFFFFu));
     }
     // More saturation or lightness never lowers them (one level of rounding aside).
     for (int x = 0; x < 6; ++x)
@@ -201,38 +182,30 @@ TEST(HueSaturation, ColorizeAndHueEqualReachTheirHue) {
 }
 
 TEST(ColourBalance, EachSliderMovesItsRangeAndKeepsTheOtherEnd) {
-    QImageEx ramp(QImage(256, 1, QImage::Format_ARGB32));
-    for (int i = 0; i < 256; ++i)
-        reinterpret_cast<QRgb*>(ramp.scanLine(0))[i] = qRgba(i, i, i, 255 - i);
-    for (int range = 0; range < 3; ++range)
-        for (int axis = 0; axis < 3; ++axis)
-            for (int value : {-100, -30, 30, 100}) {
-                int v[9] = {};
-                v[3 * range + axis] = value;
-                QImageEx image = ramp;
-                ASSERT_TRUE(DibColorBalance(image, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8], false));
-                const int shift = 16 - 8 * axis;  // red, green, blue
-                for (int i = 0; i < 256; ++i) {
-                    const QRgb p = at(image, i);
-                    const int moved = (p >> shift) & 0xFF;
-                    EXPECT_TRUE(value > 0 ? moved >= i : moved <= i) << range << axis << value << " " << i;
-                    EXPECT_EQ(p & ~(0xFFu << shift), at(ramp, i) & ~(0xFFu << shift));  // other channels, alpha
-                }
-                const int dark = (at(image, 40) >> shift) & 0xFF, mid = (at(image, 128) >> shift) & 0xFF,
-                          light = (at(image, 215) >> shift) & 0xFF;
-                const int endBlack = at(image, 0) >> shift & 0xFF, endWhite = at(image, 255) >> shift & 0xFF;
-                if (range == 0) {  // shadows: white stays, dark moves more than light
-                    EXPECT_EQ(endWhite, 255);
-                    EXPECT_GT(std::abs(dark - 40), std::abs(light - 215));
-                } else if (range == 1) {  // midtones: both ends stay, the middle moves
-                    EXPECT_EQ(endBlack, 0);
-                    EXPECT_EQ(endWhite, 255);
-                    EXPECT_GE(std::abs(mid - 128), 10);
-                } else {  // highlights: black stays, light moves more than dark
-                    EXPECT_EQ(endBlack, 0);
-                    EXPECT_GT(std::abs(light - 215), std::abs(dark - 40));
-                }
+    const QImage ramp = greyRamp();
+    const std::vector<uint32_t> in = wordsOf(ramp);
+    for (int slider = 0; slider < 9; ++slider)
+        for (int value : {-100, -30, 30, 100}) {
+            int v[9] = {};
+            v[slider] = value;
+            QImageEx image = ramp;
+            ASSERT_TRUE(DibColorBalance(image, v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7], v[8], false));
+            const std::vector<uint32_t> out = wordsOf(image);
+            const int range = slider / 3, shift = 16 - 8 * (slider % 3);  // red, green, blue
+            const auto moved = [&](int i) { return int(out[i] >> shift & 0xFF); };
+            for (int i = 0; i < 256; ++i) {
+                EXPECT_TRUE(value > 0 ? moved(i) >= i : moved(i) <= i) << slider << " " << value << " " << i;
+                EXPECT_EQ(out[i] & ~(0xFFu << shift), in[i] & ~(0xFFu << shift));  // other channels, alpha
             }
+            // Shadows keep white and move dark tones most, highlights the
+            // opposite; midtones keep both ends and move the middle.
+            const int dark = std::abs(moved(40) - 40), light = std::abs(moved(215) - 215);
+            EXPECT_TRUE(range == 0 || moved(0) == 0) << slider << " " << value;
+            EXPECT_TRUE(range == 2 || moved(255) == 255) << slider << " " << value;
+            EXPECT_TRUE(range != 0 || dark > light) << slider << " " << value;
+            EXPECT_TRUE(range != 1 || std::abs(moved(128) - 128) >= 10) << slider << " " << value;
+            EXPECT_TRUE(range != 2 || light > dark) << slider << " " << value;
+        }
     // Kept lightness: the balanced colour's hue at the original lightness.
     QImageEx image = colours({qRgb(100, 100, 100), qRgb(180, 60, 90), qRgb(0, 0, 0), qRgb(255, 255, 255)});
     const QImageEx base = image;

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <random>
 #include <vector>
 
 namespace {
@@ -60,11 +59,8 @@ __attribute__((target("avx512f"))) void hslOfEight(const uint8_t* words, double 
 
 int circle(int v) { return (v % 360 + 360) % 360; }
 double turn(double h) {
-    if (h < 0)
-        h = h + 1;
-    if (h >= 1)
-        h = h - 1;
-    return h;
+    h = h < 0 ? h + 1 : h;
+    return h >= 1 ? h - 1 : h;
 }
 double saturated(double s, double p) { return std::min(1.0, s * (1.0 + p * 0.01)); }
 double lightened(double l, double p) { return p < 0 ? l * (1.0 + p * 0.01) : l + (1.0 - l) * (p * 0.01); }
@@ -85,23 +81,19 @@ double weight(const HSLAdjustParam& p, double degrees) {
 uint32_t hslAdjusted(uint32_t w, const QList<HSLAdjustParam>& params) {
     vq::Hsl c = vq::wordToHsl(w);
     double dh = 0, ds = 0, dl = 0;
+    const auto add = [&](double k, const HSLAdjustParam& p) {
+        dh += k * std::clamp(p.hue, -180, 180);
+        ds += k * std::clamp(p.saturation, -100, 100);
+        dl += k * std::clamp(p.lightness, -100, 100);
+    };
+    for (const HSLAdjustParam& p : params)  // masters first, then the ranges
+        if (p.master)
+            add(1, p);
     for (const HSLAdjustParam& p : params)
-        if (p.master) {
-            dh += std::clamp(p.hue, -180, 180);
-            ds += std::clamp(p.saturation, -100, 100);
-            dl += std::clamp(p.lightness, -100, 100);
-        }
-    for (const HSLAdjustParam& p : params)
-        if (!p.master && c.s > 0) {
-            const double k = weight(p, (c.h == 1.0 ? 0.0 : c.h) * 360.0);
-            dh = dh + k * std::clamp(p.hue, -180, 180);
-            ds = ds + k * std::clamp(p.saturation, -100, 100);
-            dl = dl + k * std::clamp(p.lightness, -100, 100);
-        }
-    dh = std::clamp(dh, -180.0, 180.0);
-    ds = std::clamp(ds, -100.0, 100.0);
-    dl = std::clamp(dl, -100.0, 100.0);
-    c = {turn(c.h + dh * (1.0 / 360)), saturated(c.s, ds), lightened(c.l, dl)};
+        if (!p.master && c.s > 0)
+            add(weight(p, (c.h == 1.0 ? 0.0 : c.h) * 360.0), p);
+    c = {turn(c.h + std::clamp(dh, -180.0, 180.0) * (1.0 / 360)), saturated(c.s, std::clamp(ds, -100.0, 100.0)),
+         lightened(c.l, std::clamp(dl, -100.0, 100.0))};
     return vq::withColour(w, vq::hslToRgb(c));
 }
 
@@ -127,17 +119,11 @@ uint8_t balanced(int c, int shadow, int midtone, int highlight) {
     return static_cast<uint8_t>(std::min(static_cast<int>(std::max(y, 0) * (m + 1)), 255));
 }
 
-// Every pixel of a 24- or 32-bit image against rule(original word).
-void expectPixels(const QImageEx& original, const QImageEx& result, const std::function<uint32_t(uint32_t)>& rule) {
-    const int bpp = original.depth() / 8;
-    for (int y = 0; y < original.height(); ++y)
-        for (int x = 0; x < original.width(); ++x) {
-            const uint8_t* in = original.constScanLine(y) + bpp * x;
-            uint8_t word[4] = {in[0], in[1], in[2], bpp == 4 ? in[3] : uint8_t{0}};
-            const uint32_t expected = rule(vq::loadWord(word));
-            ASSERT_EQ(std::memcmp(result.constScanLine(y) + bpp * x, &expected, bpp), 0)
-                << x << "," << y << " of " << original.width() << " x " << original.height();
-        }
+// Every pixel of a 24- or 32-bit image against rule(original word), 24-bit
+// pixels read with alpha 0.
+template <typename Rule>
+void expectPixels(const QImage& original, const QImage& result, Rule rule) {
+    vqtest::expectPixels(original, result, [&](uint8_t* p, int, int) { vq::storeWord(p, rule(vq::loadWord(p))); });
 }
 
 const QImage::Format kFormats[] = {QImage::Format_ARGB32, QImage::Format_RGB888};

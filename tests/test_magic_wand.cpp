@@ -11,16 +11,22 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <deque>
+#include <string>
 #include <random>
 
-using vqtest::filled;
-using vqtest::imageOf;
-using vqtest::rowOf;
+using namespace vqtest;
 
 namespace {
 
 QImageEx mapOf(int w, int h, std::initializer_list<uint32_t> bytes) { return imageOf(w, h, QImage::Format_Grayscale8, bytes); }
+
+// n points as "x,y x,y ...".
+std::string xy(const CPoint* p, int n = 1) {
+    std::string out;
+    for (int i = 0; i < n; ++i)
+        out += (i ? " " : "") + std::to_string(p[i].x) + "," + std::to_string(p[i].y);
+    return out;
+}
 
 QImage canvas(int w, int h) {
     QImage image(w, h, QImage::Format_ARGB32);
@@ -33,56 +39,39 @@ QImage canvas(int w, int h) {
 std::vector<char> blobAt(const QImage& image, QPoint click) {
     const int w = image.width();
     std::vector<char> blob(static_cast<size_t>(w) * image.height(), 0);
-    const QRgb colour = image.pixel(click);
-    std::deque<QPoint> todo{click};
+    std::vector<QPoint> todo{click};
     blob[click.y() * w + click.x()] = 1;
     while (!todo.empty()) {
-        const QPoint p = todo.front();
-        todo.pop_front();
+        const QPoint p = todo.back();
+        todo.pop_back();
         for (int dy = -1; dy <= 1; ++dy)
             for (int dx = -1; dx <= 1; ++dx) {
                 const QPoint q(p.x() + dx, p.y() + dy);
-                if (!image.rect().contains(q) || blob[q.y() * w + q.x()] || image.pixel(q) != colour)
-                    continue;
-                blob[q.y() * w + q.x()] = 1;
-                todo.push_back(q);
+                if (image.rect().contains(q) && !blob[q.y() * w + q.x()] && image.pixel(q) == image.pixel(click))
+                    todo.push_back(q), blob[q.y() * w + q.x()] = 1;
             }
     }
     return blob;
 }
 
-struct Outcome {
-    double covered = 0;  // share of the clicked blob selected
-    int foreign = 0;     // selected pixels outside the blob
-    bool clickSelected = false;
-};
-
-Outcome traceAt(const QImage& image, QPoint click) {
+// The wand's selection (tolerance 0) at the click holds the click, nothing
+// outside the clicked blob, and at least `share` of it.
+void expectBlob(const QImage& image, QPoint click, double share, const char* what) {
     CDibRegion region;
-    CBoundaryTrace wand;
-    EXPECT_TRUE(wand.BouderayTrace(&region, QImageEx(image), CPoint(click.x(), click.y()), 0, 0, 15));
+    ASSERT_TRUE(CBoundaryTrace().BouderayTrace(&region, QImageEx(image), CPoint(click.x(), click.y()), 0, 0, 15));
     const QImageEx mask = region.toQImageRef();
     const std::vector<char> blob = blobAt(image, click);
-    Outcome out;
-    int inBlob = 0, blobSize = 0;
+    int inBlob = 0, blobSize = 0, foreign = 0;
     for (int y = 0; y < image.height(); ++y)
         for (int x = 0; x < image.width(); ++x) {
-            const bool selected = mask.constScanLine(y)[x] < 128;
-            const bool member = blob[y * image.width() + x];
+            const bool selected = mask.constScanLine(y)[x] < 128, member = blob[y * image.width() + x];
             blobSize += member;
             inBlob += selected && member;
-            out.foreign += selected && !member;
+            foreign += selected && !member;
         }
-    out.covered = double(inBlob) / blobSize;
-    out.clickSelected = mask.constScanLine(click.y())[click.x()] == 0;
-    return out;
-}
-
-void expectBlob(const QImage& image, QPoint click, double minimumShare, const char* what) {
-    const Outcome o = traceAt(image, click);
-    EXPECT_TRUE(o.clickSelected) << what;
-    EXPECT_EQ(o.foreign, 0) << what;
-    EXPECT_GE(o.covered, minimumShare) << what;
+    EXPECT_EQ(mask.constScanLine(click.y())[click.x()], 0) << what;
+    EXPECT_EQ(foreign, 0) << what;
+    EXPECT_GE(double(inBlob) / blobSize, share) << what;
 }
 
 }  // namespace
@@ -110,10 +99,8 @@ TEST(ColorMap, ComponentsTolerancesAndAlpha) {
     QImageEx grey = imageOf(3, 1, QImage::Format_Grayscale8, {50, 60, 61});
     wand.GetColorMap(map, grey, CPoint(0, 0), 10, 0, 0);
     EXPECT_EQ(rowOf(map, 0), (std::vector<int>{0, 0, 1}));
-    QImageEx indexed(QImage(3, 1, QImage::Format_Indexed8));
+    QImageEx indexed = imageOf(3, 1, QImage::Format_Indexed8, {0, 1, 2});
     indexed.setColorTable({qRgb(10, 10, 10), qRgb(12, 10, 10), qRgb(200, 0, 0)});
-    for (int x = 0; x < 3; ++x)
-        indexed.scanLine(0)[x] = static_cast<uint8_t>(x);
     wand.GetColorMap(map, indexed, CPoint(0, 0), 2, 0, 0);
     EXPECT_EQ(rowOf(map, 0), (std::vector<int>{0, 0, 1}));
     QImageEx mono(QImage(9, 1, QImage::Format_Mono));
@@ -174,10 +161,7 @@ TEST(TracerPieces, TraceFillAndRegionOfABlock) {
     QVector<CPoint> points;
     const int n = wand.TraceCycle(CPoint(3, 2), points, map);
     ASSERT_EQ(n, 8);
-    const int expected[][2] = {{3, 2}, {3, 3}, {2, 3}, {1, 3}, {1, 2}, {1, 1}, {2, 1}, {3, 1}, {3, 2}};
-    ASSERT_EQ(points.size(), 9);
-    for (int i = 0; i < 9; ++i)
-        EXPECT_TRUE(points[i].x == expected[i][0] && points[i].y == expected[i][1]) << i;
+    EXPECT_EQ(xy(points.data(), points.size()), "3,2 3,3 2,3 1,3 1,2 1,1 2,1 3,1 3,2");
     EXPECT_EQ(rowOf(map, 1), (std::vector<int>{1, 2, 2, 2, 1}));
     EXPECT_EQ(rowOf(map, 2), (std::vector<int>{1, 2, 0, 2, 1}));  // the middle is not on the outline
 
@@ -219,18 +203,16 @@ TEST(TracerPieces, StrictFillAndRegionRules) {
     CPoint start;
     QImageEx row = mapOf(6, 1, {0, 0, 0, 1, 0, 0});
     ASSERT_TRUE(wand.FindStartPoint(row, CPoint(1, 0), start));
-    EXPECT_EQ(start.x, 2);
-    ASSERT_TRUE(wand.FindStartPoint(row, CPoint(4, 0), start));
-    EXPECT_EQ(start.x, 5);
+    EXPECT_EQ(xy(&start), "2,0");
+    ASSERT_TRUE(wand.FindStartPoint(row, CPoint(4, 0), start));  // none: the last column
+    EXPECT_EQ(xy(&start), "5,0");
     EXPECT_FALSE(wand.FindStartPoint(row, CPoint(6, 0), start));
     QImageEx holes = mapOf(6, 2, {129, 128, 128, 129, 128, 129, 128, 128, 128, 128, 129, 128});
     CPoint cursor(0, 0);
-    ASSERT_TRUE(wand.FindStartPointEx(holes, cursor, start));  // x < 3 is skipped
-    EXPECT_TRUE(start.x == 2 && start.y == 0);
-    ASSERT_TRUE(wand.FindStartPointEx(holes, cursor, start));
-    EXPECT_TRUE(start.x == 4 && start.y == 0);
-    ASSERT_TRUE(wand.FindStartPointEx(holes, cursor, start));
-    EXPECT_TRUE(start.x == 3 && start.y == 1);
+    for (const char* expected : {"2,0", "4,0", "3,1"}) {  // the hole at x < 3 is skipped
+        ASSERT_TRUE(wand.FindStartPointEx(holes, cursor, start));
+        EXPECT_EQ(xy(&start), expected);
+    }
     EXPECT_FALSE(wand.FindStartPointEx(holes, cursor, start));
 }
 
@@ -306,11 +288,8 @@ TEST(MagicWand, CornerContactsAndThinLinesStaySafe) {
         lines.setPixel(k, k, qRgb(0, 0, 0));
         lines.setPixel(k, k + 5, qRgb(0, 0, 0));
     }
-    for (QPoint click : {QPoint(40, 40), QPoint(40, 45)}) {
-        const Outcome o = traceAt(lines, click);
-        EXPECT_TRUE(o.clickSelected);
-        EXPECT_EQ(o.foreign, 0);
-    }
+    expectBlob(lines, QPoint(40, 40), 0, "first line");
+    expectBlob(lines, QPoint(40, 45), 0, "second line");
 }
 
 TEST(MagicWand, NoiseAndMazesEndQuickly) {
@@ -327,13 +306,9 @@ TEST(MagicWand, NoiseAndMazesEndQuickly) {
         for (int x = 0; x < maze.width(); ++x)
             if ((x % 4 == 0 || y % 4 == 0) && rng() % 5)
                 maze.setPixel(x, y, 0xFF000000u);
-    CBoundaryTrace wand;
     for (const QImage* image : {&noise, &maze})
-        for (QPoint click : {QPoint(500, 500), QPoint(1, 1), QPoint(998, 998)}) {
-            const Outcome o = traceAt(*image, click);
-            EXPECT_TRUE(o.clickSelected);
-            EXPECT_EQ(o.foreign, 0);
-        }
+        for (QPoint click : {QPoint(500, 500), QPoint(1, 1), QPoint(998, 998)})
+            expectBlob(*image, click, 0, image == &noise ? "noise" : "maze");
 }
 
 TEST(MagicWand, GreyMapAndRegionFromImage) {

@@ -12,9 +12,7 @@
 #include <limits>
 #include <random>
 
-using vqtest::imageOf;
-using vqtest::randomImage;
-using vqtest::sameBytes;
+using namespace vqtest;
 
 namespace {
 
@@ -101,35 +99,35 @@ TEST(PhotoAdjust, AlphaIsKeptAndOddInputsAreSafe) {
 }
 
 TEST(PhotoAdjust, EachParameterMovesItsChannelsOneWay) {
-    // change(first, second) for two settings: bytes of channels `mask`
-    // (1 blue, 2 green, 4 red) never fall (rise) from the first to the second.
+    // From the first setting to the second, bytes of the channels `mask`
+    // (1 blue, 2 green, 4 red) never fall (sign +1) or never rise (-1), and some move.
+    const auto hls = [](float s, float h) { return [=](QImageEx& i) { DibAdjustHighLightShadow(i, s, h); }; };
+    const auto wb = [](float t, float u) { return [=](QImageEx& i) { DibAdjustWhiteBalance(i, t, u); }; };
+    const auto tool = [](float s, float h) { return [=](QImageEx& i) { shadowHighlight(i, s, h, 4, 60, 50, 0, 0); }; };
     const struct {
         Operation first, second;
         int mask, sign;
     } cases[] = {
-        {[](QImageEx&) {}, [](QImageEx& i) { DibAdjustHighLightShadow(i, 30, 0); }, 7, +1},
-        {[](QImageEx& i) { DibAdjustHighLightShadow(i, 30, 0); }, [](QImageEx& i) { DibAdjustHighLightShadow(i, 90, 0); }, 7, +1},
-        {[](QImageEx&) {}, [](QImageEx& i) { DibAdjustHighLightShadow(i, -80, 0); }, 7, -1},
-        {[](QImageEx&) {}, [](QImageEx& i) { DibAdjustHighLightShadow(i, 0, 70); }, 7, -1},
-        {[](QImageEx& i) { DibAdjustWhiteBalance(i, 20, 0); }, [](QImageEx& i) { DibAdjustWhiteBalance(i, 60, 0); }, 4, +1},
-        {[](QImageEx& i) { DibAdjustWhiteBalance(i, 20, 0); }, [](QImageEx& i) { DibAdjustWhiteBalance(i, 60, 0); }, 1, -1},
-        {[](QImageEx&) {}, [](QImageEx& i) { DibAdjustWhiteBalance(i, 0, 50); }, 2, -1},
-        {[](QImageEx&) {}, [](QImageEx& i) { DibAdjustWhiteBalance(i, 0, 50); }, 5, +1},
-        {[](QImageEx& i) { shadowHighlight(i, 30, 20, 4, 60, 50, 0, 0); },
-         [](QImageEx& i) { shadowHighlight(i, 80, 20, 4, 60, 50, 0, 0); }, 7, +1},
-        {[](QImageEx& i) { shadowHighlight(i, 30, 20, 4, 60, 50, 0, 0); },
-         [](QImageEx& i) { shadowHighlight(i, 30, 70, 4, 60, 50, 0, 0); }, 7, -1},
+        {hls(0, 0), hls(30, 0), 7, +1},        {hls(30, 0), hls(90, 0), 7, +1},
+        {hls(0, 0), hls(-80, 0), 7, -1},       {hls(0, 0), hls(0, 70), 7, -1},
+        {wb(20, 0), wb(60, 0), 4, +1},         {wb(20, 0), wb(60, 0), 1, -1},  // warmer: more red, less blue
+        {wb(0, 0), wb(0, 50), 2, -1},          {wb(0, 0), wb(0, 50), 5, +1},   // tint: less green, more red, blue
+        {tool(30, 20), tool(80, 20), 7, +1},   {tool(30, 20), tool(30, 70), 7, -1},
     };
     const QImageEx original = randomImage(48, 40, QImage::Format_ARGB32, 6);
     for (const auto& c : cases) {
         QImageEx a = original, b = original;
         c.first(a);
         c.second(b);
+        int moved = 0;
         for (int y = 0; y < 40; ++y)
             for (int i = 0; i < 48 * 4; ++i)
                 if (c.mask >> (i % 4) & 1) {
-                    ASSERT_GE((b.constScanLine(y)[i] - a.constScanLine(y)[i]) * c.sign, 0) << &c - cases;
+                    const int change = (b.constScanLine(y)[i] - a.constScanLine(y)[i]) * c.sign;
+                    ASSERT_GE(change, 0) << &c - cases;
+                    moved += change > 0;
                 }
+        EXPECT_GT(moved, 0) << &c - cases;
     }
 }
 
@@ -139,10 +137,10 @@ TEST(PhotoAdjust, TonesKeepHueAndFollowTheirSurroundings) {
     QImageEx ramp = imageOf(5, 1, QImage::Format_ARGB32, {0xFF000000u, 0xFF282828u, 0xFFD8D8D8u, 0xFFFFFFFFu, 0xFF201008u});
     DibAdjustHighLightShadow(ramp, 100, 0);
     const uint8_t* p = ramp.constScanLine(0);
-    EXPECT_EQ(vqtest::pixelWord(ramp, 0, 0), 0xFF000000u);
+    EXPECT_EQ(pixelWord(ramp, 0, 0), 0xFF000000u);
     EXPECT_GT(p[4] - 0x28, 40);
     EXPECT_LT(p[8] - 0xD8, 2);
-    EXPECT_EQ(vqtest::pixelWord(ramp, 3, 0), 0xFFFFFFFFu);
+    EXPECT_EQ(pixelWord(ramp, 3, 0), 0xFFFFFFFFu);
     EXPECT_NEAR(double(p[18] - p[17]) / (p[17] - p[16]), 2.0, 0.3);
 
     // The same grey (60 / 190) on a dark half and on a light half.
@@ -176,7 +174,7 @@ TEST(PhotoAdjust, TonesKeepHueAndFollowTheirSurroundings) {
     EXPECT_GT(gained, 48 * 32 / 4);
     QImageEx spread = imageOf(3, 1, QImage::Format_Grayscale8, {70, 128, 186});
     ASSERT_TRUE(shadowHighlight(spread, 0, 0, 0, 50, 50, 0, 100));
-    const std::vector<int> spreadRow = vqtest::rowOf(spread, 0);
+    const std::vector<int> spreadRow = rowOf(spread, 0);
     EXPECT_LT(spreadRow[0], 70);
     EXPECT_EQ(spreadRow[1], 128);
     EXPECT_GT(spreadRow[2], 186);
@@ -193,7 +191,7 @@ TEST(PhotoAdjust, GreyAndPaletteImages) {
     const int g = grey.constScanLine(0)[0];
     EXPECT_EQ(grey.format(), QImage::Format_Grayscale8);
     EXPECT_GT(g, 60);
-    EXPECT_EQ(vqtest::pixelWord(pixel, 0, 0), qRgb(g, g, g));
+    EXPECT_EQ(pixelWord(pixel, 0, 0), qRgb(g, g, g));
     EXPECT_EQ(indexed.colorTable()[0], qRgba(g, g, g, 7));
 
     const QImageEx greyImage = randomImage(5, 5, QImage::Format_Grayscale8);

@@ -6,16 +6,19 @@
 
 #include <gtest/gtest.h>
 
-using vqtest::filled;
-using vqtest::imageOf;
-using vqtest::pixelWord;
-using vqtest::colours;
-using vqtest::randomImage;
-using vqtest::sameBytes;
+using namespace vqtest;
 
 namespace {
 
-bool bitOf(const QImage& mono, int x, int y) { return (mono.constScanLine(y)[x >> 3] >> (7 - (x & 7))) & 1; }
+using Words = std::vector<uint32_t>;
+
+// The bits of row y of a 1-bit image, most significant first.
+std::vector<int> bitsOf(const QImage& mono, int y = 0) {
+    std::vector<int> bits(mono.width());
+    for (int x = 0; x < mono.width(); ++x)
+        bits[x] = (mono.constScanLine(y)[x >> 3] >> (7 - (x & 7))) & 1;
+    return bits;
+}
 
 }  // namespace
 
@@ -25,9 +28,9 @@ TEST(Grayscale8, WeightsBytesAndCompositesByAlpha) {
     QImageEx dst;
     makeGrayscale8(dst, src, 0xFFFFFFFFu);
     ASSERT_EQ(dst.format(), QImage::Format_Grayscale8);
-    EXPECT_EQ(vqtest::rowOf(dst, 0), (std::vector<int>{124, 255, 128 * 124 / 255 + 127, 255}));
+    EXPECT_EQ(rowOf(dst, 0), (std::vector<int>{124, 255, 128 * 124 / 255 + 127, 255}));
     makeGrayscale8(dst, src, 0xFF000000u);  // a black background: over black
-    EXPECT_EQ(vqtest::rowOf(dst, 0), (std::vector<int>{124, 0, 62, 128}));
+    EXPECT_EQ(rowOf(dst, 0), (std::vector<int>{124, 0, 62, 128}));
 
     // Colour-table entries: (R 11 + G 16 + B 5) >> 5 over the background's grey.
     QImageEx mono(QImage(9, 1, QImage::Format_MonoLSB));
@@ -35,10 +38,9 @@ TEST(Grayscale8, WeightsBytesAndCompositesByAlpha) {
     mono.fill(0u);
     mono.scanLine(0)[0] = 0x80;  // the first bit read most significant first, whatever the format says
     makeGrayscale8(dst, mono, qRgb(64, 64, 64));
-    EXPECT_EQ(vqtest::rowOf(dst, 0, 0, 2), (std::vector<int>{255, 64}));
+    EXPECT_EQ(rowOf(dst, 0, 0, 2), (std::vector<int>{255, 64}));
 
-    QImageEx grey = imageOf(1, 1, QImage::Format_Grayscale8, {9});
-    makeGrayscale8(dst, grey, 0);
+    makeGrayscale8(dst, imageOf(1, 1, QImage::Format_Grayscale8, {9}), 0);
     EXPECT_EQ(dst.width(), 9);  // untouched
 }
 
@@ -46,9 +48,7 @@ TEST(Dib2Gray, InPlaceWithinTheMask) {
     QImageEx image = imageOf(3, 1, QImage::Format_ARGB32, {0x7F3264C8u, 0x7F3264C8u, 0x7F3264C8u});
     QImageEx mask = imageOf(3, 1, QImage::Format_Grayscale8, {0, 255, 0});
     Dib2Gray(image, &mask, false);
-    EXPECT_EQ(pixelWord(image, 0, 0), 0x7F7C7C7Cu);
-    EXPECT_EQ(pixelWord(image, 1, 0), 0x7F3264C8u);
-    EXPECT_EQ(pixelWord(image, 2, 0), 0x7F7C7C7Cu);
+    EXPECT_EQ(wordsOf(image), (Words{0x7F7C7C7Cu, 0x7F3264C8u, 0x7F7C7C7Cu}));
 
     QImageEx indexed(QImage(1, 1, QImage::Format_Indexed8));
     indexed.setColorTable({qRgba(200, 100, 50, 9)});  // 58.7 + 59.8 + 5.7 + 0.5 = 124.7
@@ -61,24 +61,20 @@ TEST(Dib2Gray, InPlaceWithinTheMask) {
 }
 
 TEST(ConvertToBW, GreyAboveTheThresholdIsWhite) {
-    // 32-bit greys (11 b0 + 59 b1 + 30 b2) / 100 over white; 24-bit weights differ.
-    QImageEx argb = imageOf(3, 1, QImage::Format_ARGB32, {0xFF646464u, 0xFF656565u, 0x00000000u});
+    // 32-bit greys (11 b0 + 59 b1 + 30 b2) / 100 over white: grey 100 at
+    // threshold 100 stays black, transparent is white.
     QImageEx bw;
-    ASSERT_TRUE(convertToBW(bw, argb, 100));
+    ASSERT_TRUE(convertToBW(bw, imageOf(3, 1, QImage::Format_ARGB32, {0xFF646464u, 0xFF656565u, 0u}), 100));
     ASSERT_EQ(bw.format(), QImage::Format_Mono);
     EXPECT_EQ(bw.colorTable(), (QVector<QRgb>{0xFF000000u, 0xFFFFFFFFu}));
-    EXPECT_FALSE(bitOf(bw, 0, 0));  // equal stays black
-    EXPECT_TRUE(bitOf(bw, 1, 0));
-    EXPECT_TRUE(bitOf(bw, 2, 0));   // transparent is white
+    EXPECT_EQ(bitsOf(bw), (std::vector<int>{0, 1, 1}));
 
     QImageEx rgb(QImage(1, 1, QImage::Format_RGB888));
-    rgb.scanLine(0)[0] = 0;  // (b1 59 + b2 30 + b0 11) / 100 = 30
-    rgb.scanLine(0)[1] = 0;
-    rgb.scanLine(0)[2] = 100;
+    rgb.fill(QColor(0, 0, 100));  // byte 2 = 100: grey 30
     ASSERT_TRUE(convertToBW(bw, rgb, 29));
-    EXPECT_TRUE(bitOf(bw, 0, 0));
+    EXPECT_EQ(bitsOf(bw)[0], 1);
     ASSERT_TRUE(convertToBW(bw, rgb, 30));
-    EXPECT_FALSE(bitOf(bw, 0, 0));
+    EXPECT_EQ(bitsOf(bw)[0], 0);
 
     QImageEx mono(QImage(5, 5, QImage::Format_Mono));
     mono.fill(1u);
@@ -86,7 +82,7 @@ TEST(ConvertToBW, GreyAboveTheThresholdIsWhite) {
     EXPECT_TRUE(sameBytes(bw, mono));
 }
 
-TEST(ConvertToBW, AutomaticThresholdSplitsABimodalImage) {
+TEST(ConvertToBW, AutomaticThresholdSketchAndRedInk) {
     // Dark text (40) on light paper (200), with some noise on each.
     QImageEx page(QImage(64, 64, QImage::Format_Grayscale8));
     for (int y = 0; y < 64; ++y)
@@ -98,25 +94,17 @@ TEST(ConvertToBW, AutomaticThresholdSplitsABimodalImage) {
     QImageEx bw;
     ASSERT_TRUE(convertToBW(bw, page, 0));
     for (int x = 0; x < 64; ++x)
-        EXPECT_EQ(bitOf(bw, x, 3), page.constScanLine(3)[x] >= 200) << x;
+        EXPECT_EQ(bitsOf(bw, 3)[x], page.constScanLine(3)[x] >= 200) << x;
     EXPECT_EQ(calDivideValue(filled(4, 4, QImage::Format_Grayscale8, 77)), 77);
-    EXPECT_EQ(calDivideValue(QImageEx()), 128);
-}
 
-TEST(ConvertToBWEx, SketchAndRedInkModes) {
-    // A flat image: the dodge gives white everywhere, the burn keeps it.
-    QImageEx flat = filled(40, 30, QImage::Format_ARGB32, 0xFF806040u);
-    QImageEx bw;
-    EXPECT_TRUE(convertToBWEx(bw, flat, 128, 1));
+    // Sketch: a flat image dodges to white everywhere and the burn keeps it.
+    EXPECT_TRUE(convertToBWEx(bw, filled(40, 30, QImage::Format_ARGB32, 0xFF806040u), 128, 1));
     ASSERT_EQ(bw.format(), QImage::Format_Mono);
-    EXPECT_TRUE(bitOf(bw, 20, 15));
-
-    // Red ink is kept (as red, below 128 grey: black), black ink is dropped.
-    QImageEx scan = colours({qRgb(250, 248, 240), qRgb(230, 25, 30), qRgb(20, 20, 25)});
-    EXPECT_TRUE(convertToBWEx(bw, scan, 102, 2));  // level 102 x 100 / 255 = 40
-    EXPECT_TRUE(bitOf(bw, 0, 0));
-    EXPECT_FALSE(bitOf(bw, 1, 0));
-    EXPECT_TRUE(bitOf(bw, 2, 0));
+    EXPECT_EQ(bitsOf(bw, 15)[20], 1);
+    // Red ink is kept (as red, below 128 grey: black), black ink is dropped;
+    // the level is 102 x 100 / 255 = 40.
+    EXPECT_TRUE(convertToBWEx(bw, colours({qRgb(250, 248, 240), qRgb(230, 25, 30), qRgb(20, 20, 25)}), 102, 2));
+    EXPECT_EQ(bitsOf(bw), (std::vector<int>{1, 0, 1}));
 }
 
 TEST(KeepInkColour, SyntheticScans) {
@@ -125,28 +113,22 @@ TEST(KeepInkColour, SyntheticScans) {
     const QRgb paper = qRgb(250, 248, 240), red = qRgb(230, 25, 30), darkRed = qRgb(160, 20, 25),
                pink = qRgb(255, 200, 200), orange = qRgb(240, 150, 20), black = qRgb(20, 20, 25),
                blue = qRgb(30, 40, 200), grey = qRgb(90, 90, 90), crimson = qRgb(230, 20, 150);
-    QImageEx scan = colours({paper, red, darkRed, pink, orange, black, blue, grey, crimson});
-    QImageEx reds = scan;
+    const QImageEx scan = colours({paper, red, darkRed, pink, orange, black, blue, grey, crimson});
+    QImageEx reds = scan, blacks = scan, other = scan;
     keepInkColour(reds, QStringLiteral("red"), 40, 0xFFFF00FFu, 250);
     const uint32_t ink = 0xFFFF00FEu, bg = 0xFFFAFAFAu;  // blue capped at 254
-    const uint32_t expectRed[] = {bg, ink, bg, bg, ink, bg, bg, bg, ink};
-    for (int x = 0; x < 9; ++x)
-        EXPECT_EQ(pixelWord(reds, x, 0), expectRed[x]) << x;
-
-    QImageEx blacks = scan;
+    EXPECT_EQ(wordsOf(reds), (Words{bg, ink, bg, bg, ink, bg, bg, bg, ink}));
     keepInkColour(blacks, QStringLiteral("black"), 60, 0xFF000000u, 255);
     for (int x = 0; x < 9; ++x)
         EXPECT_EQ(pixelWord(blacks, x, 0), x == 5 ? 0xFF000000u : 0xFFFFFFFFu) << x;
-
-    // Level 10: a faint pink passes the channel bounds but not the saturation.
-    QImageEx faint = colours({qRgb(250, 234, 234), qRgb(250, 200, 200)});
-    keepInkColour(faint, QStringLiteral("red"), 10, 0xFFFF0000u, 255);
-    EXPECT_EQ(pixelWord(faint, 0, 0), 0xFFFFFFFFu);  // saturation 16
-    EXPECT_EQ(pixelWord(faint, 1, 0), 0xFFFF0000u);  // saturation 51
-
-    QImageEx other = scan;
     keepInkColour(other, QStringLiteral("green"), 40, 0, 0);
     EXPECT_TRUE(sameBytes(other, scan));
+
+    // Level 10: a faint pink (saturation 16) passes the channel bounds but not
+    // the saturation; saturation 51 does.
+    QImageEx faint = colours({qRgb(250, 234, 234), qRgb(250, 200, 200)});
+    keepInkColour(faint, QStringLiteral("red"), 10, 0xFFFF0000u, 255);
+    EXPECT_EQ(wordsOf(faint), (Words{0xFFFFFFFFu, 0xFFFF0000u}));
 }
 
 TEST(BlackWhite, HueSectorsWeighTheirShare) {
@@ -160,8 +142,7 @@ TEST(BlackWhite, HueSectorsWeighTheirShare) {
 
     QImageEx clamped = colours({qRgb(255, 0, 0), qRgb(0, 255, 0)});
     ASSERT_TRUE(blackWhite(clamped, {300, 0, -50}));  // missing weights are 0
-    EXPECT_EQ(pixelWord(clamped, 0, 0), 0xFFFFFFFFu);
-    EXPECT_EQ(pixelWord(clamped, 1, 0), 0xFF000000u);
+    EXPECT_EQ(wordsOf(clamped), (Words{0xFFFFFFFFu, 0xFF000000u}));
 
     QImageEx grey = imageOf(2, 1, QImage::Format_Grayscale8, {7, 8});
     ASSERT_TRUE(blackWhite(grey, {}));
@@ -169,15 +150,13 @@ TEST(BlackWhite, HueSectorsWeighTheirShare) {
 }
 
 TEST(ThresholdSplit, GreyAtTheThresholdIsWhite) {
-    // 100 x 0.2989 + 100 x 0.587 + 100 x 0.114 = 99.99: grey 99.
+    // 100 x 0.2989 + 100 x 0.587 + 100 x 0.114 = 99.99: grey 99; blue weighs 0.114: 29.
     QImageEx image = colours({qRgb(100, 100, 100), qRgb(101, 101, 101), qRgb(0, 0, 255)});
     const QImage original = image;
     EXPECT_FALSE(thresholdSplit(image, 0));
     EXPECT_TRUE(sameBytes(image, original));
     ASSERT_TRUE(thresholdSplit(image, 99));
-    EXPECT_EQ(pixelWord(image, 0, 0), 0xFFFFFFFFu);
-    EXPECT_EQ(pixelWord(image, 1, 0), 0xFFFFFFFFu);
-    EXPECT_EQ(pixelWord(image, 2, 0), 0xFF000000u);  // blue weighs 0.114: 29
+    EXPECT_EQ(wordsOf(image), (Words{0xFFFFFFFFu, 0xFFFFFFFFu, 0xFF000000u}));
 
     QImageEx grey = imageOf(2, 1, QImage::Format_Grayscale8, {60, 61});
     ASSERT_TRUE(thresholdSplit(grey, 61));  // 0.9999 x 61 = 60.99: grey 60
@@ -187,24 +166,21 @@ TEST(ThresholdSplit, GreyAtTheThresholdIsWhite) {
 }
 
 TEST(Posterize, NearestLevelTiesGoDown) {
-    QImageEx ramp(QImage(256, 1, QImage::Format_RGB32));
-    for (int x = 0; x < 256; ++x)
-        reinterpret_cast<QRgb*>(ramp.scanLine(0))[x] = qRgb(x, x, x);
-    QImageEx two = ramp;
-    ASSERT_TRUE(posterize(two, 2));
-    EXPECT_EQ(qRed(two.pixel(127, 0)), 0);
-    EXPECT_EQ(qRed(two.pixel(128, 0)), 255);
-    QImageEx three = ramp;  // levels 0, 128, 255
-    ASSERT_TRUE(posterize(three, 3));
-    EXPECT_EQ(qRed(three.pixel(64, 0)), 0);
-    EXPECT_EQ(qRed(three.pixel(65, 0)), 128);
-    EXPECT_EQ(qRed(three.pixel(191, 0)), 128);
-    EXPECT_EQ(qRed(three.pixel(192, 0)), 255);
-    EXPECT_FALSE(posterize(ramp, 1));
-    EXPECT_FALSE(posterize(ramp, 256));
+    // {levels, input, output}: levels 0, 255 and 0, 128, 255; 64 and 191 lie
+    // halfway (or nearer the lower level).
+    const int cases[][3] = {{2, 127, 0}, {2, 128, 255}, {3, 64, 0}, {3, 65, 128}, {3, 191, 128}, {3, 192, 255}};
+    QImageEx image;
+    for (const auto& c : cases) {
+        image = greyRamp();
+        ASSERT_TRUE(posterize(image, c[0]));
+        EXPECT_EQ(qRed(image.pixel(c[1], 0)), c[2]) << c[0] << " levels, input " << c[1];
+    }
+    EXPECT_FALSE(posterize(image, 1));
+    EXPECT_FALSE(posterize(image, 256));
 }
 
-TEST(NegativeDib, TwiceRestoresAndTheMaskSelects) {
+TEST(Inversion, NegativeSolarizeAndEveryByte) {
+    // NegativeDib: twice restores; the mask (of another size) selects.
     const QImage original = randomImage(13, 6, QImage::Format_ARGB32);
     QImageEx image = original;
     ASSERT_TRUE(NegativeDib(image, nullptr));
@@ -223,32 +199,28 @@ TEST(NegativeDib, TwiceRestoresAndTheMaskSelects) {
     QImageEx grey = imageOf(3, 1, QImage::Format_Grayscale8, {0, 10, 20});
     QImageEx greyMask = imageOf(3, 1, QImage::Format_Grayscale8, {0, 9, 0});
     NegativeDib(grey, &greyMask);
-    EXPECT_EQ(vqtest::rowOf(grey, 0), (std::vector<int>{255, 245, 235}));
-}
+    EXPECT_EQ(rowOf(grey, 0), (std::vector<int>{255, 245, 235}));
 
-TEST(DibSolarize, InvertsChannelsAboveTheLevel) {
-    QImageEx image = imageOf(3, 1, QImage::Format_ARGB32, {0x10818000u, 0x20FFFFFFu, 0x30000102u});
-    QImageEx untouched = image;
-    EXPECT_EQ(DibSolarize(untouched, nullptr, 100), 1);  // t = 256
-    EXPECT_TRUE(sameBytes(untouched, image));
+    // DibSolarize: channels above t = truncate(level x 256 / 100), alpha kept.
+    image = imageOf(3, 1, QImage::Format_ARGB32, {0x10818000u, 0x20FFFFFFu, 0x30000102u});
+    const QImage solarized = image;
+    EXPECT_EQ(DibSolarize(image, nullptr, 100), 1);  // t = 256
+    EXPECT_TRUE(sameBytes(image, solarized));
     DibSolarize(image, nullptr, 50);  // t = 128
-    EXPECT_EQ(pixelWord(image, 0, 0), 0x107E8000u);
-    EXPECT_EQ(pixelWord(image, 1, 0), 0x20000000u);
+    EXPECT_EQ(wordsOf(image), (Words{0x107E8000u, 0x20000000u, 0x30000102u}));
     DibSolarize(image, &image, 0);
     EXPECT_EQ(pixelWord(image, 2, 0), 0x3000FEFDu);
     QImageEx null;
     EXPECT_EQ(DibSolarize(null, nullptr, 10), 0);
-}
 
-TEST(InvertImagePixels, EveryByteOfEveryRowPaddingIncluded) {
+    // invertImagePixels: every byte of every row, padding included.
     for (const int width : {3, 70}) {  // a tail only; 64-byte blocks and a tail
-        const QImage original = randomImage(width, 4, QImage::Format_RGB888);
-        QImageEx image = original;
+        const QImage bytes = randomImage(width, 4, QImage::Format_RGB888);
+        image = bytes;
         ASSERT_TRUE(invertImagePixels(image));
-        for (qsizetype i = 0; i < original.sizeInBytes(); ++i)
-            ASSERT_EQ(image.constBits()[i], static_cast<uint8_t>(~original.constBits()[i])) << i;
+        for (qsizetype i = 0; i < bytes.sizeInBytes(); ++i)
+            ASSERT_EQ(image.constBits()[i], static_cast<uint8_t>(~bytes.constBits()[i])) << i;
     }
-    QImageEx null;
     EXPECT_FALSE(invertImagePixels(null));
 }
 
@@ -282,12 +254,12 @@ TEST(AdjustRobustness, NullAndEmptyInputsAndForeignMasks) {
         EXPECT_EQ(calDivideValue(image), 128);
     }
     // Masks smaller and larger than the image never reach past their rows.
+    config.gamma[0] = 1;
     for (const QSize size : {QSize(3, 2), QSize(40, 1), QSize(1, 40)}) {
         QImageEx mask = filled(size.width(), size.height(), QImage::Format_Grayscale8, 0);
         QImageEx image = randomImage(7, 9, QImage::Format_RGB888);
         Dib2Gray(image, &mask, false);
         AdjustCMYKOffset(image, &mask, id, nullptr, nullptr, nullptr, nullptr);
-        config.gamma[0] = 1;
         vqDoColorLevel(image, &mask, &config);
         NegativeDib(image, &mask);
     }

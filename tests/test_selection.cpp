@@ -9,11 +9,7 @@
 #include <climits>
 #include <string>
 
-using vqtest::filled;
-using vqtest::imageOf;
-using vqtest::randomImage;
-using vqtest::rowOf;
-using vqtest::sameBytes;
+using namespace vqtest;
 
 namespace {
 
@@ -67,7 +63,7 @@ TEST(DibRegion, InitAndBounds) {
     EXPECT_EQ(null.GetCRgnPointer(), nullptr);
 }
 
-TEST(DibRegion, RectanglesAndEllipses) {
+TEST(DibRegion, RectanglesEllipsesAndPolygons) {
     CDibRegion r = blank(12, 12);
     ASSERT_TRUE(r.AddSelect(CRect(10, 10, 5, 5), 0, 0));  // normalised: columns and rows 5..9
     EXPECT_EQ(r.GetBouder(true), QRect(5, 5, 5, 5));
@@ -91,9 +87,8 @@ TEST(DibRegion, RectanglesAndEllipses) {
     EXPECT_NEAR(box.right(), 34, 1);
     ellipse.AddSelect(CRect(5, 5, 35, 35), 1, 7);  // any non-zero value clears
     EXPECT_FALSE(ellipse.IsPtInSelArea(CPoint(20, 20)));
-}
 
-TEST(DibRegion, PolygonsAlwaysAdd) {
+    // Polygons are always added, also by SubSelect.
     const CPoint triangle[] = {CPoint(2, 2), CPoint(17, 2), CPoint(2, 17)};
     CDibRegion added = blank(20, 20), subtracted = blank(20, 20);
     ASSERT_TRUE(added.AddSelect(3, triangle, 255));
@@ -103,7 +98,7 @@ TEST(DibRegion, PolygonsAlwaysAdd) {
     EXPECT_FALSE(added.IsPtInSelArea(CPoint(15, 15)));
 }
 
-TEST(DibRegion, MaskArithmetic) {
+TEST(DibRegion, MaskArithmeticAndFill) {
     CDibRegion a(imageOf(4, 1, QImage::Format_Grayscale8, {0, 0, 255, 100}));
     CDibRegion b(imageOf(4, 1, QImage::Format_Grayscale8, {0, 255, 0, 60}));
     CDibRegion both = a;
@@ -132,9 +127,8 @@ TEST(DibRegion, MaskArithmetic) {
     EXPECT_FALSE(inverted.CombineRegion(nullptr, 1));
     ASSERT_TRUE(inverted.CombineRegion(&b, 5));  // mode 5 copies the other's rows over
     EXPECT_EQ(rowOf(inverted.toQImageRef(), 0), (std::vector<int>{0, 255}));
-}
 
-TEST(DibRegion, FillRegionClips) {
+    // FillRegion clips to the row.
     CDibRegion r = blank(6, 2);
     EXPECT_TRUE(r.FillRegion(0, -2, 4, 0));  // columns 0 and 1
     EXPECT_TRUE(r.FillRegion(1, 4, 100, 9));
@@ -184,15 +178,7 @@ TEST(DibRegion, CopiesAndParts) {
     EXPECT_TRUE(assigned.isEmpty());
 }
 
-TEST(DibRegion, OffsetRollsTheMask) {
-    CDibRegion r = blank(5, 4);
-    r.AddSelect(CRect(0, 0, 1, 1), 0, 0);
-    r.Offset(2, 1);  // the vertical amount is reversed: up one row, wrapping
-    EXPECT_TRUE(r.IsPtInSelArea(CPoint(2, 3)));
-    EXPECT_EQ(r.GetBouder(true), QRect(2, 3, 1, 1));
-}
-
-TEST(DibRoll, EveryDepthWraps) {
+TEST(DibRoll, EveryDepthWrapsAndOffsetRollsTheMask) {
     for (QImage::Format format : {QImage::Format_ARGB32, QImage::Format_RGB888, QImage::Format_Grayscale8,
                                   QImage::Format_Mono, QImage::Format_MonoLSB}) {
         const QImage original = randomImage(13, 5, format);
@@ -205,6 +191,11 @@ TEST(DibRoll, EveryDepthWraps) {
     }
     QImageEx null;
     EXPECT_FALSE(DibRoll(null, 1, 1));
+
+    CDibRegion r = blank(5, 4);
+    r.AddSelect(CRect(0, 0, 1, 1), 0, 0);
+    r.Offset(2, 1);  // the vertical amount is reversed: up one row, wrapping
+    EXPECT_EQ(r.GetBouder(true), QRect(2, 3, 1, 1));
 }
 
 TEST(DibRegion, PointHCrossingsPairUp) {

@@ -80,16 +80,10 @@ void expectReference(Apply apply, Reference reference) {
                     mask.scanLine(y)[x] &= 0x80;
             QImageEx image = original;
             ASSERT_TRUE(apply(image, masked ? &mask : nullptr));
-            const int bpp = original.depth() / 8;
-            for (int y = 0; y < original.height(); ++y)
-                for (int x = 0; x < original.width(); ++x) {
-                    uint8_t expected[4];
-                    std::memcpy(expected, original.constScanLine(y) + bpp * x, bpp);
-                    if (!masked || mask.constScanLine(y)[x] == 0)
-                        reference(expected);
-                    ASSERT_EQ(std::memcmp(expected, image.constScanLine(y) + bpp * x, bpp), 0)
-                        << original.width() << " x " << original.height() << " at " << x << "," << y;
-                }
+            vqtest::expectPixels(original, image, [&](uint8_t* p, int x, int y) {
+                if (!masked || mask.constScanLine(y)[x] == 0)
+                    reference(p);
+            });
         }
 }
 

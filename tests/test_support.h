@@ -4,6 +4,8 @@
 
 #include <vqutil/qimageex.h>
 
+#include <gtest/gtest.h>
+
 #include <QImage>
 #include <QString>
 #include <QStringList>
@@ -48,11 +50,43 @@ inline bool sameBytes(const QImage& a, const QImage& b) {
     return true;
 }
 
+// Checks every pixel of `result` (8, 24 or 32 bits) against the original
+// pixel's bytes passed through rule(bytes, x, y); the bytes a rule leaves
+// alone are expected unchanged (a 4-byte buffer, zero past the pixel).
+template <typename Rule>
+void expectPixels(const QImage& original, const QImage& result, Rule rule) {
+    ASSERT_TRUE(result.size() == original.size() && result.depth() == original.depth());
+    const int bpp = original.depth() / 8;
+    for (int y = 0; y < original.height(); ++y)
+        for (int x = 0; x < original.width(); ++x) {
+            uint8_t expected[4] = {};
+            std::memcpy(expected, original.constScanLine(y) + bpp * x, bpp);
+            rule(expected, x, y);
+            ASSERT_EQ(std::memcmp(result.constScanLine(y) + bpp * x, expected, bpp), 0)
+                << "pixel " << x << "," << y << " of " << original.width() << " x " << original.height();
+        }
+}
+
 // The four bytes B, G, R, A of a 32-bit pixel as a word.
 inline uint32_t pixelWord(const QImage& image, int x, int y) {
     uint32_t word;
     std::memcpy(&word, image.constScanLine(y) + 4 * x, 4);
     return word;
+}
+
+// The 0xAARRGGBB words of row y of a 32-bit image.
+inline std::vector<uint32_t> wordsOf(const QImage& image, int y = 0) {
+    std::vector<uint32_t> words(image.width());
+    std::memcpy(words.data(), image.constScanLine(y), 4 * words.size());
+    return words;
+}
+
+// 256 x 1 ARGB32: pixel x is grey x with alpha 255 - x.
+inline QImage greyRamp() {
+    QImage image(256, 1, QImage::Format_ARGB32);
+    for (int x = 0; x < 256; ++x)
+        reinterpret_cast<QRgb*>(image.scanLine(0))[x] = qRgba(x, x, x, 255 - x);
+    return image;
 }
 
 // A w x h image whose pixels are given row by row: bytes for 8-bit formats,

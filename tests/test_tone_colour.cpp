@@ -9,26 +9,11 @@
 #include <cmath>
 #include <functional>
 
-using vqtest::filled;
-using vqtest::imageOf;
-using vqtest::pixelWord;
-using vqtest::randomImage;
-using vqtest::sameBytes;
+using namespace vqtest;
 
 namespace {
 
-QImageEx greyRamp() {
-    QImageEx ramp(QImage(256, 1, QImage::Format_ARGB32));
-    for (int x = 0; x < 256; ++x)
-        reinterpret_cast<QRgb*>(ramp.scanLine(0))[x] = qRgba(x, x, x, 255 - x);
-    return ramp;
-}
-
-int redAt(const QImage& image, int x) { return qRed(reinterpret_cast<const QRgb*>(image.constScanLine(0))[x]); }
-
-tagRGBQUAD quad(int r, int g, int b) {
-    return {static_cast<uint8_t>(b), static_cast<uint8_t>(g), static_cast<uint8_t>(r), 0x5A};
-}
+tagRGBQUAD quad(int r, int g, int b) { return {uint8_t(b), uint8_t(g), uint8_t(r), 0x5A}; }
 
 tagRGBQUAD blend(tagRGBQUAD a, tagRGBQUAD b, BLENDMODE mode) {
     tagRGBQUAD out{1, 2, 3, 0xEE};
@@ -41,23 +26,32 @@ bool sameColour(tagRGBQUAD c, int r, int g, int b) { return c.rgbRed == r && c.r
 
 }  // namespace
 
-TEST(Exposure, StopsOffsetAndGamma) {
+TEST(Exposure, StopsOffsetGammaAndTheSlider) {
     const QImage original = randomImage(31, 7, QImage::Format_ARGB32);
     QImageEx image = original;
     DibAdjustExposure(image, 0, 0, 0);
+    exposure(image, 0, 1);
     EXPECT_TRUE(sameBytes(image, original));
 
-    QImageEx ramp = greyRamp();
-    DibAdjustExposure(ramp, 1, 0.1, 0);  // 2 i + 25.5, truncated
-    EXPECT_EQ(redAt(ramp, 0), 25);
-    EXPECT_EQ(redAt(ramp, 100), 225);
-    EXPECT_EQ(redAt(ramp, 115), 255);
-    EXPECT_EQ(qAlpha(ramp.pixel(100, 0)), 155);
+    // {exposure, offset, gamma, grey in, grey out} (alpha kept): 2 i + 25.5
+    // truncated; sqrt(64 / 255) x 255 = 127.75. Then the slider {ev, in, out}:
+    // 0.4 stop per unit up, half a stop down.
+    const double stops[][5] = {{1, 0.1, 0, 0, 25}, {1, 0.1, 0, 100, 225}, {1, 0.1, 0, 115, 255}, {0, 0, 2, 64, 127}};
+    const float slider[][3] = {{2.5f, 100, 200}, {2.5f, 128, 255}, {-2, 3, 1}, {-2, 255, 127}};
+    const auto grey = [](int v, int alpha) { return qRgba(v, v, v, alpha); };
+    for (const auto& c : stops) {
+        QImageEx ramp = greyRamp();
+        DibAdjustExposure(ramp, c[0], c[1], c[2]);
+        EXPECT_EQ(ramp.pixel(int(c[3]), 0), grey(int(c[4]), 255 - int(c[3]))) << c[0] << " " << c[1] << " " << c[2];
+    }
+    for (const auto& c : slider) {
+        QImageEx ramp = greyRamp();
+        exposure(ramp, c[0], 1);
+        EXPECT_EQ(ramp.pixel(int(c[1]), 0), grey(int(c[2]), 255 - int(c[1]))) << c[0];
+    }
 
     QImageEx gamma = greyRamp(), floor = greyRamp();
-    DibAdjustExposure(gamma, 0, 0, 2);  // sqrt(64 / 255) x 255 = 127.75
-    EXPECT_EQ(redAt(gamma, 64), 127);
-    DibAdjustExposure(gamma = greyRamp(), 0, 0, 0.001);
+    DibAdjustExposure(gamma, 0, 0, 0.001);  // counts as 0.01
     DibAdjustExposure(floor, 0, 0, 0.01);
     EXPECT_TRUE(sameBytes(gamma, floor));
 
@@ -71,26 +65,11 @@ TEST(Exposure, StopsOffsetAndGamma) {
     DibAdjustExposure(wild, std::nan(""), INFINITY, 1);
 }
 
-TEST(Exposure, SliderScalesStops) {
-    const QImageEx ramp = greyRamp();
-    QImageEx same = ramp, doubled = ramp, halved = ramp;
-    exposure(same, 0, 1);
-    EXPECT_TRUE(sameBytes(same, ramp));
-    exposure(doubled, 2.5f, 1);  // 2.5 x 0.4 = one stop
-    EXPECT_EQ(redAt(doubled, 100), 200);
-    EXPECT_EQ(redAt(doubled, 128), 255);
-    exposure(halved, -2, 1);  // half a stop per unit: one stop down
-    EXPECT_EQ(redAt(halved, 3), 1);
-    EXPECT_EQ(redAt(halved, 255), 127);
-}
-
 TEST(Vibrance, IntegerBlendTowardsTheLargestChannel) {
     // Vibrance 0 still scales by 255 / 256.
     QImageEx image = imageOf(3, 1, QImage::Format_ARGB32, {0x80FFFFFFu, 0x80808080u, 0x80000000u});
     DibAdjustVibrance(image, 0);
-    EXPECT_EQ(pixelWord(image, 0, 0), 0x80FEFEFEu);
-    EXPECT_EQ(pixelWord(image, 1, 0), 0x807F7F7Fu);
-    EXPECT_EQ(pixelWord(image, 2, 0), 0x80000000u);
+    EXPECT_EQ(wordsOf(image), (std::vector<uint32_t>{0x80FEFEFEu, 0x807F7F7Fu, 0x80000000u}));
 
     // k = -128 for (200, 150, 100): d = -19200, w = 84480.
     QImageEx colour = imageOf(1, 1, QImage::Format_ARGB32, {0xFFC89664u});
@@ -100,7 +79,7 @@ TEST(Vibrance, IntegerBlendTowardsTheLargestChannel) {
     QImageEx rgb(QImage(1, 1, QImage::Format_RGB888));
     rgb.fill(QColor(200, 150, 100));  // bytes 200, 150, 100: the same arithmetic by byte
     DibAdjustVibrance(rgb, 0.5f);
-    EXPECT_EQ(vqtest::rowOf(rgb, 0, 0, 3), (std::vector<int>{199, 134, 70}));
+    EXPECT_EQ(rowOf(rgb, 0, 0, 3), (std::vector<int>{199, 134, 70}));
 
     QImageEx wild = randomImage(9, 9, QImage::Format_ARGB32);
     DibAdjustVibrance(wild, 1e30f);
@@ -122,7 +101,7 @@ TEST(Temperature, WarmsAndCools) {
     EXPECT_NEAR(qRed(s), 128, 1);  // the round trip only truncates
 
     QImageEx eight = filled(3, 3, QImage::Format_Grayscale8, 99);
-    DibAdjustTemperature(eight, 50);
+    DibAdjustTemperature(eight, 50);  // below 24 bits: unchanged
     EXPECT_EQ(eight.constScanLine(1)[1], 99);
 }
 
@@ -140,44 +119,33 @@ TEST(ColourStatics, ContrastGammaBalanceBrightness) {
         EXPECT_TRUE(sameBytes(image, original));
     }
 
+    // On the grey ramp, {grey in, grey out} (alpha kept).
+    const struct {
+        std::function<void(QImageEx&)> change;
+        std::vector<std::pair<int, int>> greys;
+    } ramps[] = {
+        {[](QImageEx& i) { CDib::Contrast(i, nullptr, 2.0, 0.0, 0.0, 0); }, {{100, 72}, {200, 255}}},  // zeros: as red
+        {[](QImageEx& i) { CDib::Gramma(i, nullptr, 100, 100, 100); }, {{1, 146}, {128, 238}, {255, 255}}},  // ^0.1
+        {[](QImageEx& i) { CDib::adjustBrightAndContrast(i, nullptr, 1, 0.5); }, {{50, 126}, {101, 255}}},  // i 255 / 101
+        {[](QImageEx& i) { CDib::adjustBrightAndContrast(i, nullptr, 3, -0.1); }, {{150, 120}}},  // - 25.5, then k = 2
+        {[](QImageEx& i) { CDib::adjustColor(i, nullptr, 1.0, 10, 0); }, {{0, 10}, {250, 255}}},
+        {[](QImageEx& i) { adjustBrightAndContrastQImage(i, 1, 0.5); }, {{50, 126}, {101, 255}}},
+    };
+    for (const auto& c : ramps) {
+        QImageEx ramp = greyRamp();
+        c.change(ramp);
+        for (const auto& [in, out] : c.greys)
+            EXPECT_EQ(ramp.pixel(in, 0), qRgba(out, out, out, 255 - in)) << &c - ramps << ": " << in;
+    }
     QImageEx ramp = greyRamp();
-    CDib::Contrast(ramp, nullptr, 2.0, 0.0, 0.0, 0);  // zeros stand for the first
-    EXPECT_EQ(ramp.pixel(100, 0), qRgba(72, 72, 72, 155));
-    EXPECT_EQ(redAt(ramp, 200), 255);
-
-    ramp = greyRamp();
-    CDib::Gramma(ramp, nullptr, 100, 100, 100);  // exponent 0.1
-    EXPECT_EQ(redAt(ramp, 1), 146);
-    EXPECT_EQ(redAt(ramp, 128), 238);
-    EXPECT_EQ(redAt(ramp, 255), 255);
-
-    ramp = greyRamp();
     CDib::ColorBalana(ramp, nullptr, 30, 10, 0);  // relative to green: red +20, blue -10
     EXPECT_EQ(ramp.pixel(100, 0), qRgba(120, 100, 90, 155));
-
-    ramp = greyRamp();
-    CDib::adjustBrightAndContrast(ramp, nullptr, 1, 0.5);  // i x 255 / 101
-    EXPECT_EQ(redAt(ramp, 50), 126);
-    EXPECT_EQ(redAt(ramp, 101), 255);
-    ramp = greyRamp();
-    CDib::adjustBrightAndContrast(ramp, nullptr, 3, -0.1);  // shift by -25.5, then k = 2
-    EXPECT_EQ(redAt(ramp, 150), 2 * (124 - 128) + 128);
-
-    ramp = greyRamp();
-    CDib::adjustColor(ramp, nullptr, 1.0, 10, 0);
-    EXPECT_EQ(redAt(ramp, 0), 10);
-    EXPECT_EQ(redAt(ramp, 250), 255);
-
-    QImage plain = greyRamp();
-    adjustBrightAndContrastQImage(plain, 1, 0.5);
-    EXPECT_EQ(redAt(plain, 101), 255);
 }
 
 TEST(RemoveSaturation, LightnessOfEveryColour) {
     QImageEx image = imageOf(2, 1, QImage::Format_ARGB32, {0x7FC89664u, 0x01FF0000u});
     ASSERT_TRUE(removeSaturation(image));
-    EXPECT_EQ(pixelWord(image, 0, 0), 0x7F969696u);  // (200 + 100) / 2
-    EXPECT_EQ(pixelWord(image, 1, 0), 0x017F7F7Fu);
+    EXPECT_EQ(wordsOf(image), (std::vector<uint32_t>{0x7F969696u, 0x017F7F7Fu}));  // (200 + 100) / 2, 255 / 2
 
     QImageEx mono(QImage(3, 1, QImage::Format_Mono));
     mono.fill(0u);
@@ -186,9 +154,8 @@ TEST(RemoveSaturation, LightnessOfEveryColour) {
     EXPECT_EQ(mono.format(), QImage::Format_Indexed8);
     EXPECT_EQ(mono.colorTable()[0], qRgb(127, 127, 127));
 
-    QImageEx grey = filled(2, 2, QImage::Format_Grayscale8, 3);
+    QImageEx grey = filled(2, 2, QImage::Format_Grayscale8, 3), null;
     EXPECT_FALSE(removeSaturation(grey));
-    QImageEx null;
     EXPECT_FALSE(removeSaturation(null));
 
     const QImage original = randomImage(8, 8, QImage::Format_RGB32);
@@ -198,8 +165,8 @@ TEST(RemoveSaturation, LightnessOfEveryColour) {
     EXPECT_TRUE(sameBytes(cancelled, original));
 }
 
-TEST(BlendModes, ChannelModes) {
-    const tagRGBQUAD a = quad(200, 100, 0), b = quad(100, 150, 255);
+TEST(BlendModes, ChannelAndHslModes) {
+    tagRGBQUAD a = quad(200, 100, 0), b = quad(100, 150, 255);
     EXPECT_TRUE(sameColour(blend(a, b, BLEND_NORMAL), 100, 150, 255));
     EXPECT_TRUE(sameColour(blend(a, b, BLEND_SUBTRACT), 100, 0, 0));
     EXPECT_TRUE(sameColour(blend(a, b, BLEND_MULTIPLY), 78, 58, 0));
@@ -212,10 +179,10 @@ TEST(BlendModes, ChannelModes) {
     EXPECT_TRUE(sameColour(blend(a, b, BLEND_NONE), 3, 2, 1));
     EXPECT_TRUE(sameColour(blend(a, b, static_cast<BLENDMODE>(12)), 3, 2, 1));
     DibColorBlend(a, b, nullptr, BLEND_NORMAL);
-}
 
-TEST(BlendModes, HslModes) {
-    const tagRGBQUAD a = quad(40, 120, 200), b = quad(200, 30, 60);
+    // The HSL modes.
+    a = quad(40, 120, 200);
+    b = quad(200, 30, 60);
     EXPECT_TRUE(sameColour(blend(a, b, BLEND_HUE), 200, 40, 68));
     EXPECT_TRUE(sameColour(blend(a, b, BLEND_SATURATION), 31, 120, 209));
     EXPECT_TRUE(sameColour(blend(a, b, BLEND_COLOR), 209, 31, 63));
