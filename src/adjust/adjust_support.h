@@ -43,6 +43,16 @@ struct MaskRows {
     bool present() const { return bits != nullptr; }
     // Row y, or null when the mask has no such row.
     const uint8_t* row(int y) const { return y >= 0 && y < height ? bits + y * stride : nullptr; }
+    // For image row y, the mask row (null without a mask) and the end of the
+    // columns it can select, `end` clipped to the mask's width; 0 when the
+    // mask has no row y (nothing there is selected).
+    int selectableEnd(int y, int end, const uint8_t*& maskRow) const {
+        maskRow = nullptr;
+        if (!present())
+            return end;
+        maskRow = row(y);
+        return maskRow ? std::min(end, columns) : 0;
+    }
 };
 
 // Grayscale8 and Alpha8 images become Format_Indexed8 with the same bytes
@@ -59,17 +69,20 @@ inline void relabelGreyAsIndexed(QImageEx& image) {
     image.setColorTable(table);
 }
 
+enum class BandProgress { None, Report, ReportAndStop };
+
 // Runs rowBody(row pointer, y) over the rows of `rect` in parallel bands,
-// between beginDetach and endDetach, reporting progress with the row number
-// first; with stopOnCancel a false answer ends the band.
+// between beginDetach and endDetach; each row first reports its number as
+// progress unless `progress` is None, and with ReportAndStop a false answer
+// ends the band.
 template <typename RowBody>
-void forRowsInBands(QImageEx& image, const QRect& rect, bool stopOnCancel, RowBody&& rowBody) {
+void runRowBands(QImageEx& image, const QRect& rect, BandProgress progress, RowBody&& rowBody) {
     image.beginDetach();
     uint8_t* bits = image.bits();
     const qsizetype stride = image.bytesPerLine();
     processLinesParallel(rect.top(), rect.height(), [&](int y, int end) {
         for (; y < end; ++y) {
-            if (!image.set_progress(y) && stopOnCancel)
+            if (progress != BandProgress::None && !image.set_progress(y) && progress == BandProgress::ReportAndStop)
                 break;
             rowBody(bits + y * stride, y);
         }
@@ -77,26 +90,17 @@ void forRowsInBands(QImageEx& image, const QRect& rect, bool stopOnCancel, RowBo
     image.endDetach();
 }
 
-}  // namespace vq
-
-namespace vq {
-
-// The same without progress reports: for passes that promise none.
+// Reporting progress; with stopOnCancel a false answer ends the band.
 template <typename RowBody>
-void forRowsInBandsQuietly(QImageEx& image, const QRect& rect, RowBody&& rowBody) {
-    image.beginDetach();
-    uint8_t* bits = image.bits();
-    const qsizetype stride = image.bytesPerLine();
-    processLinesParallel(rect.top(), rect.height(), [&](int y, int end) {
-        for (; y < end; ++y)
-            rowBody(bits + y * stride, y);
-    });
-    image.endDetach();
+void forRowsInBands(QImageEx& image, const QRect& rect, bool stopOnCancel, RowBody&& rowBody) {
+    runRowBands(image, rect, stopOnCancel ? BandProgress::ReportAndStop : BandProgress::Report, rowBody);
 }
 
-}  // namespace vq
-
-namespace vq {
+// For passes that promise no progress reports.
+template <typename RowBody>
+void forRowsInBandsQuietly(QImageEx& image, const QRect& rect, RowBody&& rowBody) {
+    runRowBands(image, rect, BandProgress::None, rowBody);
+}
 
 // Every colour-table entry becomes the grey greyOf(entry), alpha kept.
 template <typename GreyOf>

@@ -31,16 +31,6 @@ ByteTable composed(const unsigned char* table, const unsigned char* master) {
     return out;
 }
 
-// The mask row for image row y clipped to what the mask has: returns the
-// usable end column (pixels beyond it count as not selected).
-int maskedEnd(const vq::MaskRows& mask, int y, int end, const uint8_t*& row) {
-    row = nullptr;
-    if (!mask.present())
-        return end;
-    row = mask.row(y);
-    return row ? std::min(end, mask.columns) : 0;
-}
-
 void mapColourTable(QImageEx& image, const ChannelTables& t) {
     QVector<QRgb> table = image.colorTable();
     for (QRgb& entry : table)
@@ -62,7 +52,7 @@ bool adjustRgb(QImageEx& image, const QImageEx* mask, const ChannelTables& t) {
     const WordTables words(t);
     vq::forRowsInBands(image, rect, true, [&](uint8_t* row, int y) {
         const uint8_t* m = nullptr;
-        const int end = maskedEnd(maskRows, y, rect.right() + 1, m);
+        const int end = maskRows.selectableEnd(y, rect.right() + 1, m);
         if (bpp == 4)
             vq::mapRowWords(row, rect.left(), end, m, words);
         else
@@ -118,7 +108,7 @@ bool adjustCmyk(QImageEx& image, const QImageEx* mask, const CmykTables& t) {
             mapCmyk(cmyk.data(), width, t);
             QImageEx::CmykToBgr(bgr.data(), cmyk.data(), static_cast<unsigned>(width));
             const uint8_t* m = nullptr;
-            const int usable = maskedEnd(maskRows, y, left + width, m) - left;
+            const int usable = maskRows.selectableEnd(y, left + width, m) - left;
             for (int x = 0; x < usable; ++x)
                 if (!m || m[left + x] == 0)
                     std::memcpy(row + static_cast<qsizetype>(x) * bpp, &bgr[3 * x], 3);

@@ -225,8 +225,8 @@ void Dib2Gray(QImageEx& image, QImageEx* mask, bool) {
     for (int y = box.top; y < box.bottom; ++y) {
         image.set_progress(y);
         uint8_t* row = bits + y * stride;
-        const uint8_t* m = maskRows.present() ? maskRows.row(y) : nullptr;
-        const int end = maskRows.present() ? (m ? std::min(box.right, maskRows.columns) : box.left) : box.right;
+        const uint8_t* m;
+        const int end = maskRows.selectableEnd(y, box.right, m);
         for (int x = box.left; x < end; ++x) {
             if (m && m[x])
                 continue;

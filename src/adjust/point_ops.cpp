@@ -229,10 +229,8 @@ bool NegativeDib(QImageEx& image, const QImageEx* mask) {
                 return;
             const vq::MaskRows maskRows(mask);
             for (int y = rect.top(); y <= rect.bottom(); ++y) {
-                const uint8_t* m = maskRows.present() ? maskRows.row(y) : nullptr;
-                if (maskRows.present() && !m)
-                    continue;
-                const int end = m ? std::min(rect.right() + 1, maskRows.columns) : rect.right() + 1;
+                const uint8_t* m;
+                const int end = maskRows.selectableEnd(y, rect.right() + 1, m);
                 invertRowColours(image.scanLine(y), rect.left(), end, bpp, m);
             }
         } else if (format == QImage::Format_Grayscale8 || format == QImage::Format_Alpha8) {

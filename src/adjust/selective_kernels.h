@@ -113,14 +113,8 @@ void applyColourKernel(QImageEx& image, const QImageEx* mask, RowKernel&& rowKer
     const int left = rect.left();
     const int right = rect.right() + 1;
     forRowsInBands(image, rect, true, [&](uint8_t* row, int y) {
-        const uint8_t* m = nullptr;
-        int end = right;
-        if (maskRows.present()) {
-            m = maskRows.row(y);
-            if (!m)
-                return;
-            end = std::min(end, maskRows.columns);
-        }
+        const uint8_t* m;
+        const int end = maskRows.selectableEnd(y, right, m);
         if (end > left)
             rowKernel(row + static_cast<qsizetype>(left) * bpp, m ? m + left : nullptr, end - left, bpp);
     });

@@ -6,6 +6,7 @@
 #include "core/cpu.h"
 #include "core/guard.h"
 #include "core/image_rows.h"
+#include "core/byte_quotient_simd.h"
 #include "core/pixel_math.h"
 #include "unsharp_kernels.h"
 
@@ -84,17 +85,11 @@ __attribute__((target("avx2"))) void unsharpFromSumsAvx2(uint8_t* out, const uin
                                                         qsizetype count, double amount, int threshold) {
     const __m256i limit = _mm256_set1_epi32(threshold);
     const __m256d factor = _mm256_set1_pd(amount);
-    const __m256 inverse = _mm256_set1_ps(quotient.inverse);
-    const __m256i divisor = _mm256_set1_epi32(quotient.d);
     const __m256i added = _mm256_set1_epi32(extra);
-    const __m256i one = _mm256_set1_epi32(1);
     qsizetype i = 0;
     for (; i + 8 <= count; i += 8) {
         const __m256i n = _mm256_add_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(sums + i)), added);
-        __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(n), inverse));
-        const __m256i t = _mm256_mullo_epi32(q, divisor);
-        q = _mm256_add_epi32(q, _mm256_cmpgt_epi32(t, n));
-        q = _mm256_add_epi32(q, _mm256_add_epi32(one, _mm256_cmpgt_epi32(_mm256_add_epi32(t, divisor), n)));
+        const __m256i q = vq::byteQuotients(n, quotient);
         unsharpEight(out + i, eightBytes(original + i), q, limit, factor);
     }
     unsharpFromSumsScalar(out + i, original + i, sums + i, extra, quotient, count - i, amount, threshold);
@@ -113,19 +108,13 @@ __attribute__((target("avx512f"))) void unsharpFromSumsAvx512(uint8_t* out, cons
                                                             int threshold) {
     const __m512i limit = _mm512_set1_epi32(threshold);
     const __m512d factor = _mm512_set1_pd(amount);
-    const __m512 inverse = _mm512_set1_ps(quotient.inverse);
-    const __m512i divisor = _mm512_set1_epi32(quotient.d);
     const __m512i added = _mm512_set1_epi32(extra);
-    const __m512i one = _mm512_set1_epi32(1);
     const __m512d zero = _mm512_setzero_pd();
     const __m512d top = _mm512_set1_pd(255.0);
     qsizetype i = 0;
     for (; i + 16 <= count; i += 16) {
         const __m512i n = _mm512_add_epi32(_mm512_loadu_si512(sums + i), added);
-        __m512i q = _mm512_cvttps_epi32(_mm512_mul_ps(_mm512_cvtepi32_ps(n), inverse));
-        const __m512i t = _mm512_mullo_epi32(q, divisor);
-        q = _mm512_mask_sub_epi32(q, _mm512_cmpgt_epi32_mask(t, n), q, one);
-        q = _mm512_mask_add_epi32(q, _mm512_cmple_epi32_mask(_mm512_add_epi32(t, divisor), n), q, one);
+        const __m512i q = vq::byteQuotients(n, quotient);
         const __m512i orig = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(original + i)));
         __m512i diff = _mm512_sub_epi32(orig, q);
         const __m512i twice = _mm512_add_epi32(diff, diff);

@@ -1,5 +1,6 @@
 #include "stack_blur.h"
 
+#include "core/byte_quotient_simd.h"
 #include "core/pixel_math.h"
 
 #include "core/cpu.h"
@@ -122,15 +123,9 @@ __attribute__((target("sse4.1"))) void blurRowFourSse41(const uint8_t* in, uint8
     __m128i S = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
     __m128i L = _mm_loadu_si128(reinterpret_cast<const __m128i*>(l));
     __m128i R = _mm_loadu_si128(reinterpret_cast<const __m128i*>(rr));
-    const __m128 inverse = _mm_set1_ps(quotient.inverse);
-    const __m128i divisor = _mm_set1_epi32(quotient.d);
-    const __m128i one = _mm_set1_epi32(1);
     const int64_t last = w - 1;
     for (int x = 0; x < w; ++x) {
-        __m128i q = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(S), inverse));
-        const __m128i t = _mm_mullo_epi32(q, divisor);
-        q = _mm_add_epi32(q, _mm_cmpgt_epi32(t, S));                                       // too high: -1
-        q = _mm_add_epi32(q, _mm_add_epi32(one, _mm_cmpgt_epi32(_mm_add_epi32(t, divisor), S)));  // too low: +1
+        const __m128i q = byteQuotients(S, quotient);
         const __m128i bytes = _mm_packus_epi16(_mm_packus_epi32(q, q), q);
         const int32_t word = _mm_cvtsi128_si32(bytes);
         std::memcpy(out + 4 * x, &word, 4);
@@ -163,15 +158,9 @@ __attribute__((target("avx2"))) void blurRowPairFourAvx2(const uint8_t* in0, con
     __m256i S = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
     __m256i L = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(l));
     __m256i R = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(rr));
-    const __m256 inverse = _mm256_set1_ps(quotient.inverse);
-    const __m256i divisor = _mm256_set1_epi32(quotient.d);
-    const __m256i one = _mm256_set1_epi32(1);
     const int64_t last = w - 1;
     for (int x = 0; x < w; ++x) {
-        __m256i q = _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(S), inverse));
-        const __m256i t = _mm256_mullo_epi32(q, divisor);
-        q = _mm256_add_epi32(q, _mm256_cmpgt_epi32(t, S));
-        q = _mm256_add_epi32(q, _mm256_add_epi32(one, _mm256_cmpgt_epi32(_mm256_add_epi32(t, divisor), S)));
+        const __m256i q = byteQuotients(S, quotient);
         const __m256i words = _mm256_packus_epi16(_mm256_packus_epi32(q, q), q);
         const int32_t first = _mm_cvtsi128_si32(_mm256_castsi256_si128(words));
         const int32_t second = _mm_cvtsi128_si32(_mm256_extracti128_si256(words, 1));

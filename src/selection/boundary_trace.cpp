@@ -75,6 +75,16 @@ private:
     std::vector<std::vector<int>> rows_;
 };
 
+// Writes into a region's mask in place: taken out of the region first so
+// that no other copy shares its pixels, then handed back.
+template <typename Edit>
+void editMask(CDibRegion* rgn, Edit edit) {
+    QImageEx mask = rgn->toQImageRef();
+    rgn->setImage(QImageEx());
+    edit(MapView(mask));
+    rgn->setImage(mask);
+}
+
 // A map for a click: false for a null image, a click outside (0, 0,
 // width - 1, height - 1) (the last column and row cannot be clicked), or a
 // map that cannot be created.
@@ -267,25 +277,20 @@ bool CBoundaryTrace::ColorMapToRegon(QImageEx& map, CDibRegion* rgn) {
         return false;
     return vq::guarded(false, [&] {
         const MapView m(map);
-        QImageEx mask = rgn->toQImageRef();
-        rgn->setImage(QImageEx());  // the region's copy no longer shares: write in place
-        for (int y = 0; y < m.height; ++y) {
-            uint8_t* out = mask.scanLine(y);
-            for (int x = 0; x < m.width; ++x) {
-                uint8_t& v = m.at(x, y);
-                if (v == kArea || v == kClicked) {
-                    v = kArea;
-                    out[x] = 0;
+        editMask(rgn, [&](const MapView& out) {
+            for (int y = 0; y < m.height; ++y)
+                for (int x = 0; x < m.width; ++x) {
+                    uint8_t& v = m.at(x, y);
+                    if (v == kArea || v == kClicked) {
+                        v = kArea;
+                        out.at(x, y) = 0;
+                    }
                 }
-            }
-        }
-        for (int y = 0; y < m.height; ++y) {
-            uint8_t* out = mask.scanLine(y);
-            for (int x = 2; x < m.width - 1; ++x)
-                if ((m.at(x, y) & kLeftOutMark) && (m.at(x - 1, y) == kArea || m.at(x + 1, y) == kArea))
-                    out[x] = 0;
-        }
-        rgn->setImage(mask);
+            for (int y = 0; y < m.height; ++y)
+                for (int x = 2; x < m.width - 1; ++x)
+                    if ((m.at(x, y) & kLeftOutMark) && (m.at(x - 1, y) == kArea || m.at(x + 1, y) == kArea))
+                        out.at(x, y) = 0;
+        });
         return true;
     });
 }
@@ -343,16 +348,14 @@ bool CBoundaryTrace::BouderayTrace(CDibRegion* rgn, const QImageEx& img, const C
             return false;
 
         // Block pixels that do not match the click are never selected.
-        QImageEx mask = rgn->toQImageRef();
-        rgn->setImage(QImageEx());
-        for (int y = 0; y < mask.height(); ++y) {
-            uint8_t* out = mask.scanLine(y);
-            const uint8_t* classes = matching.constScanLine(y);
-            for (int x = 0; x < mask.width(); ++x)
-                if (classes[x] & kOutside)
-                    out[x] = 255;
-        }
-        rgn->setImage(mask);
+        editMask(rgn, [&](const MapView& out) {
+            for (int y = 0; y < out.height; ++y) {
+                const uint8_t* classes = matching.constScanLine(y);
+                for (int x = 0; x < out.width; ++x)
+                    if (classes[x] & kOutside)
+                        out.at(x, y) = 255;
+            }
+        });
         return true;
     });
 }
