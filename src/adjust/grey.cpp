@@ -49,8 +49,11 @@ void bwGreyRow(const QImage& src, int y, const std::array<int, 256>& indexedGrey
     const int w = src.width();
     switch (src.depth()) {
     case 8:
-        for (int x = 0; x < w; ++x)
-            out[x] = static_cast<uint8_t>(src.format() == QImage::Format_Indexed8 ? indexedGrey[row[x]] : row[x]);
+        if (src.format() == QImage::Format_Indexed8)
+            for (int x = 0; x < w; ++x)
+                out[x] = static_cast<uint8_t>(indexedGrey[row[x]]);
+        else
+            std::copy(row, row + w, out);
         break;
     case 24:
         for (int x = 0; x < w; ++x, row += 3)

@@ -136,25 +136,29 @@ bool CBoundaryTrace::getGreyMap(QImageEx& map, const QImageEx& img) {
         if (!QImageEx::create(grey, img.width(), img.height(), QImage::Format_Grayscale8))
             return false;
         const int depth = img.depth();
+        const int bpp = depth / 8;
         const QVector<QRgb> palette = img.colorTable();
         std::array<uint8_t, 256> greyOf{};
+        if (depth == 8 && img.format() != QImage::Format_Indexed8)  // grey bytes are their own level
+            for (int i = 0; i < 256; ++i)
+                greyOf[i] = static_cast<uint8_t>(i);
         for (int i = 0; i < palette.size() && i < 256; ++i)
             greyOf[i] = static_cast<uint8_t>((qBlue(palette[i]) + 6 * qGreen(palette[i]) + 3 * qRed(palette[i])) / 10);
         for (int y = 0; y < img.height(); ++y) {
             const uint8_t* row = img.constScanLine(y);
             uint8_t* out = grey.scanLine(y);
-            for (int x = 0; x < img.width(); ++x) {
-                if (depth == 1)
+            const int w = img.width();
+            if (depth == 1)
+                for (int x = 0; x < w; ++x)
                     out[x] = greyOf[(row[x >> 3] >> (7 - (x & 7))) & 1];
-                else if (depth == 8)
-                    out[x] = img.format() == QImage::Format_Indexed8 ? greyOf[row[x]] : row[x];
-                else if (depth >= 24) {
-                    const uint8_t* p = row + static_cast<qsizetype>(x) * (depth / 8);
-                    out[x] = static_cast<uint8_t>((p[0] + 6 * p[1] + 3 * p[2]) / 10);
-                } else {
-                    out[x] = 0;
-                }
-            }
+            else if (depth == 8)
+                for (int x = 0; x < w; ++x)
+                    out[x] = greyOf[row[x]];
+            else if (depth >= 24)
+                for (int x = 0; x < w; ++x, row += bpp)
+                    out[x] = static_cast<uint8_t>((row[0] + 6 * row[1] + 3 * row[2]) / 10);
+            else
+                std::fill(out, out + w, 0);
         }
         map = grey;
         return true;
