@@ -4,6 +4,7 @@
 #include "bench_support.h"
 
 #include <array>
+#include <vector>
 
 namespace {
 
@@ -182,3 +183,25 @@ BENCHMARK(BM_CDibColorBalana)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_CDibAdjustBrightAndContrast)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_CDibAdjustColor)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_removeSaturation)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+namespace {
+
+// DibColorBlend per pixel of the headline image, one channel mode and one
+// HSL mode.
+void BM_DibColorBlend(benchmark::State& state) {
+    const QImageEx& img = vqbench::headlineArgb();
+    const auto* pixels = reinterpret_cast<const tagRGBQUAD*>(img.constBits());
+    const tagRGBQUAD laid{40, 120, 200, 0};
+    const BLENDMODE mode = static_cast<BLENDMODE>(state.range(0));
+    std::vector<tagRGBQUAD> out(kPixels);
+    for (auto _ : state) {
+        for (int64_t i = 0; i < kPixels; ++i)
+            DibColorBlend(pixels[i], laid, &out[i], mode);
+        benchmark::DoNotOptimize(out.data());
+    }
+    vqbench::countPixels(state, kPixels);
+}
+
+}  // namespace
+
+BENCHMARK(BM_DibColorBlend)->ArgName("mode")->Arg(BLEND_MULTIPLY)->Arg(BLEND_HUE)->Unit(benchmark::kMillisecond)->UseRealTime();
