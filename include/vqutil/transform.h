@@ -1,14 +1,179 @@
-// vqutil geometric transforms: scaling, rotation, padding and mirroring of
-// whole images, and the nearest-pixel rescaling of a selection mask into a
-// view. Sampling is nearest-neighbour with truncation toward zero, except in
-// ScaleDibAll, which resamples smoothly.
+// vqutil geometric transforms: distortion by four corners, shear and
+// perspective (Qt's QImage::transformed, or the library's own projective
+// resampler), the mesh warp of the free-transform tool, and scaling,
+// rotation, padding and mirroring of whole images.
+//
+// Corner arrays hold four points in the order top-left, top-right,
+// bottom-left, bottom-right (not clockwise). The corners of a rectangle r are
+// (left, top), (right + 1, top), (left, bottom + 1), (right + 1, bottom + 1),
+// so those of QRect(0, 0, w, h) are (0, 0), (w, 0), (0, h), (w, h). A corner
+// equal to (0, 0) means "this corner is not moved", and every corner-based
+// transform returns false at once when no corner moved.
+//
+// Output pixel (x, y) of the library's own resamplers is the point (x, y):
+// pixel centres sit on integer coordinates, and the image rectangle
+// (0, 0, w, h) reaches from pixel 0 to one past the last pixel.
 #pragma once
 
 #include <vqutil/core.h>
 
+#include <QColor>
+#include <QPoint>
+#include <QPointF>
 #include <QRect>
+#include <QRectF>
 #include <QSize>
 #include <QSizeF>
+#include <QTransform>
+#include <QVector>
+
+// ---------------------------------------------------------------------------
+// Distortion by corners and shear
+// ---------------------------------------------------------------------------
+
+// corners = the four corners of rect (see above). Null corners: nothing.
+VQUTIL_EXPORT void get_image_point(QPoint* corners, const QRect& rect);
+
+// box = the bounding box of the effective corners (a (0, 0) corner replaced
+// by the image rectangle's corner of the same index): QRect(minX, minY,
+// maxX - minX, maxY - minY), so unmoved corners give the image rectangle.
+// True; false (box untouched) only for null corners.
+VQUTIL_EXPORT bool get_image_outer_box(QRect& box, const QImageEx& img, QPoint* corners);
+
+// Where the transformed image lies in the coordinates of `rect`, the
+// rectangle in which the caller shows the whole untransformed image (a
+// document or view rectangle): the outer box of the corners, scaled by
+// kx = rect.width / img.width and ky = rect.height / img.height and moved by
+// rect's top-left,
+//   client = (rect.x + box.x kx, rect.y + box.y ky, box.width kx, box.height ky).
+// With rect equal to the image rectangle, client is the outer box itself.
+// False, client untouched, for a null image, null corners, or a rect that
+// is not finite or has no area.
+VQUTIL_EXPORT bool get_transform_client(QRectF& client, const QImageEx& img, QPoint* corners, const QRectF& rect);
+
+// t = Qt's quad-to-quad transform from rect's corners to the effective
+// corners. False when no corner moved, when Qt finds no transform, or when
+// the transform is implausible: it maps QRectF(0, 0, 1000, 1000) to an
+// aligned bounding box wider or taller than 32768.
+VQUTIL_EXPORT bool getTransformFromPoints(QTransform& t, const QRect& rect, QPoint* corners);
+
+// dst = src.transformed(t) with t from getTransformFromPoints over src's
+// rectangle, smooth or fast. The QRect and QColor are not used. True when
+// dst was produced; false (dst untouched) when no corner moved, there is no
+// plausible transform, or the result would exceed 2^31 bytes.
+VQUTIL_EXPORT bool unifiedtransform(QImageEx& dst, QRect& rect, const QImageEx& src, QPoint* corners, bool smooth,
+                                    QColor);
+
+// dst = src.transformed(QTransform().shear(shearX, shearY)). Shears whose
+// (int)(shear x 10000) is 0 in both directions count as none: false. The
+// QRect and QColor are not used. False also when the result would exceed
+// 2^31 bytes.
+VQUTIL_EXPORT bool shear_unifiedtransform(QImageEx& dst, QRect& rect, const QImageEx& src, double shearX,
+                                          double shearY, bool smooth, QColor);
+
+// The library's own projective resampler. The forward matrix is, for the
+// corner overload, the rectangle-to-quad matrix of (0, 0, w, h) onto the
+// effective corners; for the shear overload, shear x by shearX followed by
+// shear y by shearY (the second sees the first; shears below 0.0001 in both
+// directions: false). The source is taken as ARGB32 and the four mapped
+// corners (0, 0), (w, 0), (0, h), (w, h) give the box
+// QRectF(min, max).toRect(); an empty (or non-finite) box writes the debug
+// line "unifiedtransformEx failed" and returns false. The matrix is moved so
+// that the box starts at (0, 0), scaled by size / src.size (in double) when
+// `size` is not empty and differs from the source size, and inverted (left
+// as it is when its determinant is exactly 0). dst, ARGB32, covers `clip`
+// of that output plane, or (0, 0, box.width, box.height) when clip is empty.
+// Output pixel (x, y) samples the source at inverse(x, y):
+//  - Qt::SmoothTransformation: bilinear, per byte in double,
+//      v = (p11 fx + p10 (1 - fx)) fy + (p00 (1 - fx) + p01 fx) (1 - fy),
+//    truncated; pixels mapping outside [-1, w] x [-1, h] keep `background`,
+//    and samples outside the source count as opaque white, so the edges of
+//    the result blend toward white on purpose;
+//  - Qt::FastTransformation: the pixel at ((int)sx, (int)sy) when inside,
+//    else `background`.
+// False (dst untouched) also for a null source, null corners, or a result
+// above 2^31 bytes.
+VQUTIL_EXPORT bool unifiedtransformEx(QImageEx& dst, const QImageEx& src, QPoint* corners, const QSize& size,
+                                      const QRect& clip, Qt::TransformationMode mode, QColor background);
+VQUTIL_EXPORT bool unifiedtransformEx(QImageEx& dst, const QImageEx& src, double shearX, double shearY,
+                                      const QSize& size, const QRect& clip, Qt::TransformationMode mode,
+                                      QColor background);
+
+// Moves a selection mask (8-bit, 0 selected, 255 not) with a transform.
+// Every integer pixel (x, y) of the part `rect` of src (its aligned
+// rectangle clipped to src; an empty rect means the whole mask) is mapped
+// forward with t.map(x, y, &tx, &ty) (Qt's rounding) and its byte written at
+// (tx, ty); where several pixels land on one, the most selected (smallest)
+// byte wins, so the result does not depend on their order. dst becomes a
+// Grayscale8 mask of rect' = t.mapRect(part).toAlignedRect(), its pixel
+// (i, j) being the point (rect'.x + i, rect'.y + j), 255 where nothing
+// landed, and rect becomes rect'. With `smooth`, the holes that forward
+// mapping leaves where t enlarges are closed: a pixel nothing landed on
+// takes the byte of the source pixel its inverse image rounds to, when that
+// lies in the part. Formats other than 8-bit, a null source, a non-finite
+// t, a result above 2^31 bytes, or `smooth` with a non-invertible t leave
+// dst and rect unchanged.
+VQUTIL_EXPORT void getMaskResultFromTranform(QImageEx& dst, QImageEx& src, QRectF& rect, QTransform& t,
+                                             bool smooth);
+
+// ---------------------------------------------------------------------------
+// Perspective by normalised points (Qt's QImage::transformed)
+// ---------------------------------------------------------------------------
+//
+// The point lists hold exactly four points in 0..1 units, multiplied by the
+// image (or rectangle) size before use; the reference square is (0, 0),
+// (1, 0), (1, 1), (0, 1). Points compare with QPointF's fuzzy equality.
+// Non-finite points are refused (false).
+
+// t = Qt's quad-to-quad transform from `from` to `to`, both scaled by size.
+// True without touching t when every pair is equal.
+VQUTIL_EXPORT bool getPerspectiveTransform(QTransform& t, const QSize& size, const QVector<QPointF>& from,
+                                           const QVector<QPointF>& to);
+
+// Whether img can be warped from `from` to `to`: true when every pair is
+// equal; false when there is no transform or the mapped image rectangle's
+// bounding box exceeds nine million square pixels; otherwise writes the
+// debug line "checkPerspectiveWarpValid targetRect=" with that box and
+// answers whether img.transformed(t, Qt::FastTransformation) succeeds.
+// False for a null image.
+VQUTIL_EXPORT bool checkPerspectiveWarpValid(const QImageEx& img, const QVector<QPointF>& from,
+                                             const QVector<QPointF>& to);
+
+// img = img.transformed(t) with t from getPerspectiveTransform over the
+// image size (false, img untouched, when there is none or the result would
+// exceed 2^31 bytes); then a second transform over rect's size maps the
+// polygon of rect, rect becomes its bounding rectangle, and the debug line
+// "doPerspectiveWarp sourceRect=... ,targetRect=..." is written. Returns the
+// second transform's result.
+VQUTIL_EXPORT bool doPerspectiveWarp(QImageEx& img, const QVector<QPointF>& from, const QVector<QPointF>& to,
+                                     QRectF& rect, bool smooth);
+
+// Maps img (smoothly) from the reference square onto the quad `to` (four
+// points in the square's clockwise order), painted onto a transparent ARGB32
+// canvas of img's size that replaces img. True at once, img unchanged, when
+// `to` is the reference square.
+//
+// A twisted quad, whose left and right edges (to[0]-to[3], to[1]-to[2]) or
+// top and bottom edges (to[0]-to[1], to[3]-to[2]) cross within both
+// segments (QLineF::BoundedIntersection), cannot be reached by one
+// projective map, so the image is folded at its middle: when the top and
+// bottom edges cross it is cut into left and right halves of width w/2 (the
+// right half takes the odd column), and the left half goes onto the quad
+// to[0], m01, m32, to[3] and the right half onto m01, to[1], to[2], m32,
+// with m01 and m32 the midpoints of the top and bottom edges; when the left
+// and right edges cross, top and bottom halves go likewise onto the quads cut
+// at the midpoints of the left and right edges. Each half is painted at the
+// aligned bounding box of its mapped rectangle; a half whose quad is
+// degenerate, or whose projective map sends part of it to infinity (a
+// concave or still twisted half), is left out.
+//
+// False (img untouched) when `to` does not hold four finite points, the
+// image is null, or an untwisted quad has no bounded projective map.
+VQUTIL_EXPORT bool doPerspectiveTransform(QImageEx& img, QVector<QPointF>& to);
+
+// ---------------------------------------------------------------------------
+// Scaling, rotation, padding and mirroring
+// ---------------------------------------------------------------------------
 
 // Scales `src` to width x height and rotates it by `angle` radians about the
 // centre into dst, created as an 8-bit Format_Grayscale8 image of
