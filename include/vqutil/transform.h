@@ -172,6 +172,79 @@ VQUTIL_EXPORT bool doPerspectiveWarp(QImageEx& img, const QVector<QPointF>& from
 VQUTIL_EXPORT bool doPerspectiveTransform(QImageEx& img, QVector<QPointF>& to);
 
 // ---------------------------------------------------------------------------
+// Mesh warp (the free-transform tool)
+// ---------------------------------------------------------------------------
+//
+// The three warps share one renderer. The source is taken as ARGB32 and the
+// result, dst, is an ARGB32 image of the warped image's bounding box,
+// transparent where the warped image does not reach; `placed` receives that
+// box in the source's coordinates (dst pixel (i, j) is the point
+// (placed.x + i, placed.y + j)). Pixels sample the source bilinearly at the
+// point their output point maps back to, per byte in double,
+//   v = (p11 fx + p10 (1 - fx)) fy + (p00 (1 - fx) + p01 fx) (1 - fy),
+// rounded half up; a sample outside the source reads as the nearest source
+// pixel with alpha 0, so the outline fades out without a dark fringe, and
+// points beyond one pixel outside the source are transparent. A map that
+// puts every pixel back on itself (identity grids, equal lists, integer
+// shifts) therefore reproduces every byte.
+//
+// Except for the plain four-corner transform, which maps each pixel exactly,
+// the forward map is rendered as a lattice of triangles: source positions on
+// an n x n grid (n a power of two from 4 to 256, the smallest whose
+// triangles stay within 1/8 pixel of the map at every cell's centre), their
+// images snapped to 1/256 pixel, each triangle mapped back affinely. A pixel
+// belongs to a triangle when its point lies inside it (ties go to the
+// triangle on its right and below), so seamless meshes draw every pixel
+// once; where a folded or self-crossing mesh covers a pixel twice, the
+// triangle drawn later wins (cells row by row, in each cell the top-left
+// triangle first). The box spans [ceil(min), ceil(max)) of the warped
+// outline in each direction.
+//
+// All three return false, dst and placed untouched, for a null source, a
+// point that is not finite, a grid or list of the wrong size, a warped
+// image beyond +-2^24 pixels, or a result above 2^31 bytes.
+
+// Warps src through one bicubic Bezier patch: `grid` holds its 4 x 4
+// control points row by row, in source pixel coordinates, and the source
+// point (x, y) goes to
+//   sum over i, j of B_i(x / w) B_j(y / h) grid[4 j + i],
+// with the Bernstein weights B_0(t) = (1 - t)^3, B_1 = 3 t (1 - t)^2,
+// B_2 = 3 t^2 (1 - t), B_3 = t^3. The identity grid is
+// grid[4 j + i] = (w i / 3, h j / 3); grids whose points lie on an affine
+// image of it give that affine map.
+VQUTIL_EXPORT bool bezierTransform(QImageEx& dst, QRect& placed, const QImageEx& src, const QVector<QPointF>& grid);
+
+// The free transform: the source rectangle (0, 0, w, h) onto the quad of
+// `corners` (four points, top-left, top-right, bottom-left, bottom-right; a
+// (0, 0) corner keeps the rectangle's corner), through the same
+// rectangle-to-quad matrix as unifiedtransformEx. Without a mesh every pixel
+// is mapped back exactly through that matrix. With a mesh (16 points, a
+// Bezier grid as for bezierTransform but in the unit square, the identity
+// being (i / 3, j / 3)) the source point (x, y) first moves to
+// (w, h) x patch(x / w, y / h) and is then carried by the matrix, so the
+// mesh bends the image inside its quad. False also for a quad that is not
+// the bounded image of the rectangle under that matrix (a twisted or concave
+// quad), and for a mesh that leaves that region.
+VQUTIL_EXPORT bool freeTransform(QImageEx& dst, QRect& placed, const QImageEx& src, const QPointF* corners,
+                                 const QVector<QPointF>& mesh = QVector<QPointF>());
+
+// Warps src so that each point from[k] moves to to[k], by the affine
+// moving-least-squares deformation (weights 1 / distance^2): for a point v,
+// with p* and q* the weighted centroids of the two lists,
+//   f(v) = (v - p*) M + q*,  M = (sum w p^T p)^-1 sum w p^T q  (p, q centred),
+// the best affine map near v; with fewer than three points not on a line
+// the best similarity, and for a single point the translation. The output
+// box is that of f applied to the source outline (sampled every 8 pixels);
+// each pixel maps back by the same deformation with the lists exchanged,
+// evaluated on a grid of the output (nodes 64, 32, 16 or 8 pixels apart,
+// the coarsest that stays within 1/8 pixel of it at every cell's centre)
+// and interpolated affinely in between.
+// Equal lists change nothing, and lists related by one affine map give that
+// map. `from` and `to` must have the same, non-zero size.
+VQUTIL_EXPORT bool transformQImage(QImageEx& dst, QRect& placed, const QImageEx& src, const QVector<QPointF>& from,
+                                   const QVector<QPointF>& to);
+
+// ---------------------------------------------------------------------------
 // Scaling, rotation, padding and mirroring
 // ---------------------------------------------------------------------------
 

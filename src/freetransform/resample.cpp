@@ -41,6 +41,17 @@ bool isRepresentableRect(const QRectF& rect) {
     return true;
 }
 
+QImage asArgb32(const QImage& image) {
+    if (image.format() == QImage::Format_ARGB32)
+        return image;
+    if (image.depth() == 32) {
+        QImage copy = image;
+        copy.convertTo(QImage::Format_ARGB32);
+        return copy;
+    }
+    return image.convertToFormat(QImage::Format_ARGB32);
+}
+
 namespace {
 
 // The bytes QImage::fill(background) writes into one pixel of this format.

@@ -25,6 +25,10 @@ bool fitsOutputRect(const QRect& rect, int depth);
 // toAlignedRect() are defined.
 bool isRepresentableRect(const QRectF& rect);
 
+// The image as ARGB32: converted in place when it is 32-bit in another
+// format, through convertToFormat otherwise; shared when it already is.
+QImage asArgb32(const QImage& image);
+
 // dst = an image of out's size in src's format (colour table kept), every
 // pixel of `out` (absolute output coordinates, written at (x - left,
 // y - top)) sampled from src at inverse(x, y): bilinear (Legacy sampling,

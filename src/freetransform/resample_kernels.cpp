@@ -144,6 +144,9 @@ struct ChunkPlan {
 // A group is inside when every sx lies in [0, srcWidth - 1) and every sy in
 // [0, srcHeight - 1): then x0 and x0 + 1, y0 and y0 + 1 are source pixels,
 // and the range checks of both samplings pass.
+// Plans pixels x .. x + count - 1 in groups of four; lanes of the last group
+// past the end repeat the last pixel, so that a short span still takes the
+// vector path (only the valid pixels are stored).
 template <bool Projective>
 VQ_AVX2 void planChunk(const SourceRows& s, const ProjectiveMatrix& inverse, const RowMap& map, int x, int count,
                        ChunkPlan& plan) {
@@ -154,9 +157,10 @@ VQ_AVX2 void planChunk(const SourceRows& s, const ProjectiveMatrix& inverse, con
     const __m256d RY0 = _mm256_set1_pd(map.ry0), RY1 = _mm256_set1_pd(map.ry1), RY2 = _mm256_set1_pd(map.ry2);
     const __m256d steps = _mm256_set_pd(3, 2, 1, 0), one = _mm256_set1_pd(1), zero = _mm256_setzero_pd();
     const __m256d lastX = _mm256_set1_pd(s.width - 1), lastY = _mm256_set1_pd(s.height - 1);
+    const __m256d last = _mm256_set1_pd(x + count - 1);
     alignas(16) int32_t xs[4], ys[4];
     for (int k = 0; k < count; k += 4) {
-        const __m256d X = _mm256_add_pd(_mm256_set1_pd(x + k), steps);
+        const __m256d X = _mm256_min_pd(_mm256_add_pd(_mm256_set1_pd(x + k), steps), last);
         __m256d sx = _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(M0, X), RY0), M2);
         __m256d sy = _mm256_add_pd(_mm256_add_pd(_mm256_mul_pd(M3, X), RY1), M5);
         if constexpr (Projective) {
@@ -207,14 +211,14 @@ VQ_AVX2 void spanAvx2(const SourceRows& s, const ProjectiveMatrix& inverse, uint
                       int xBegin, int xEnd, uint32_t* out) {
     const RowMap map(inverse, y);
     ChunkPlan plan;
-    int x = xBegin;
-    while (xEnd - x >= 4) {
-        const int count = std::min(kChunk, (xEnd - x) & ~3);
+    for (int x = xBegin; x < xEnd;) {
+        const int count = std::min(kChunk, xEnd - x);
         planChunk<Projective>(s, inverse, map, x, count, plan);
         for (int k = 0; k < count; k += 4) {
             uint32_t* o = out + (x - xBegin + k);
+            const int valid = std::min(4, count - k);
             if (!plan.groupInside[k / 4]) {
-                for (int j = 0; j < 4; ++j) {
+                for (int j = 0; j < valid; ++j) {
                     double px, py;
                     map(x + k + j, px, py);
                     o[j] = samplePixel<S>(s, px, py, background);
@@ -226,14 +230,15 @@ VQ_AVX2 void spanAvx2(const SourceRows& s, const ProjectiveMatrix& inverse, uint
             const __m128i v2 = interpolateInside<S>(s.bits, s.stride, plan, k + 2);
             const __m128i v3 = interpolateInside<S>(s.bits, s.stride, plan, k + 3);
             const __m128i bytes = _mm_packus_epi16(_mm_packus_epi32(v0, v1), _mm_packus_epi32(v2, v3));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(o), bytes);
+            if (valid == 4) {
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(o), bytes);
+            } else {
+                alignas(16) uint32_t group[4];
+                _mm_store_si128(reinterpret_cast<__m128i*>(group), bytes);
+                std::memcpy(o, group, size_t(valid) * 4);
+            }
         }
         x += count;
-    }
-    for (; x < xEnd; ++x) {
-        double px, py;
-        map(x, px, py);
-        out[x - xBegin] = samplePixel<S>(s, px, py, background);
     }
 }
 

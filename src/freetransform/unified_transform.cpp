@@ -109,19 +109,6 @@ bool assignIfMade(QImageEx& dst, const QImage& made) {
     return true;
 }
 
-// The source as ARGB32: converted in place when it is 32-bit in another
-// format, through convertToFormat otherwise.
-QImage asArgb32(const QImage& src) {
-    if (src.format() == QImage::Format_ARGB32)
-        return src;
-    if (src.depth() == 32) {
-        QImage copy = src;
-        copy.convertTo(QImage::Format_ARGB32);
-        return copy;
-    }
-    return src.convertToFormat(QImage::Format_ARGB32);
-}
-
 // Steps 3 to 8 of unifiedtransformEx for a forward matrix over the source.
 bool resampleForward(QImageEx& dst, const QImageEx& src, ProjectiveMatrix matrix, const QSize& size,
                      const QRect& clip, Qt::TransformationMode mode, const QColor& background) {
@@ -149,7 +136,7 @@ bool resampleForward(QImageEx& dst, const QImageEx& src, ProjectiveMatrix matrix
     const QRect out = clip.isEmpty() ? QRect(0, 0, box.width(), box.height()) : clip;
     if (!vq::fitsOutputRect(out, 32))
         return false;
-    const QImage argb = asArgb32(src);
+    const QImage argb = vq::asArgb32(src);
     return !argb.isNull() &&
            vq::resampleThrough(dst, argb, out, matrix, mode == Qt::SmoothTransformation, background);
 }
