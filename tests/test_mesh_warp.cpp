@@ -70,7 +70,8 @@ const Warp kWarps[] = {
 
 TEST(MeshWarp, IdentityAndIntegerShiftsKeepEveryByte) {
     const QImage::Format formats[] = {QImage::Format_ARGB32, QImage::Format_RGB32, QImage::Format_Grayscale8,
-                                      QImage::Format_RGB888};
+                                      QImage::Format_RGB888, QImage::Format_Indexed8, QImage::Format_Mono,
+                                      QImage::Format_ARGB32_Premultiplied, QImage::Format_RGB16};
     const QSize sizes[] = {{1, 1}, {3, 1}, {1, 4}, {17, 9}, {64, 40}};
     const QPoint shifts[] = {{0, 0}, {5, -3}, {-20, 11}};
     for (const Warp& warp : kWarps)

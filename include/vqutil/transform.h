@@ -237,8 +237,8 @@ VQUTIL_EXPORT bool freeTransform(QImageEx& dst, QRect& placed, const QImageEx& s
 // box is that of f applied to the source outline (sampled every 8 pixels);
 // each pixel maps back by the same deformation with the lists exchanged,
 // evaluated on a grid of the output (nodes 64, 32, 16 or 8 pixels apart,
-// the coarsest that stays within 1/8 pixel of it at every cell's centre)
-// and interpolated affinely in between.
+// the coarsest that stays within 1/8 pixel of it at every cell's centre,
+// but never more than 512 cells a side) and interpolated affinely in between.
 // Equal lists change nothing, and lists related by one affine map give that
 // map. `from` and `to` must have the same, non-zero size.
 VQUTIL_EXPORT bool transformQImage(QImageEx& dst, QRect& placed, const QImageEx& src, const QVector<QPointF>& from,

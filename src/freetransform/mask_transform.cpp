@@ -4,12 +4,23 @@
 #include <vqutil/transform.h>
 
 #include "core/guard.h"
+#include "core/parallel.h"
+#include "freetransform/projective_matrix.h"
 #include "freetransform/resample.h"
 
 #include <algorithm>
 #include <vector>
 
 namespace {
+
+// QTransform's matrix (row vectors, translation in the third row) in the
+// column form of ProjectiveMatrix.
+vq::ProjectiveMatrix projectiveOf(const QTransform& t) {
+    vq::ProjectiveMatrix m;
+    const double entries[9] = {t.m11(), t.m21(), t.m31(), t.m12(), t.m22(), t.m32(), t.m13(), t.m23(), t.m33()};
+    std::copy(entries, entries + 9, m.m);
+    return m;
+}
 
 // The pixels of the mask that `rect` names: its aligned rectangle clipped to
 // the mask, or the whole mask for an empty rect.
@@ -19,6 +30,32 @@ QRect maskPart(const QImage& mask, const QRectF& rect) {
     if (!vq::isRepresentableRect(rect))
         return QRect();
     return rect.toAlignedRect() & mask.rect();
+}
+
+// Gives every pixel of `out` that nothing landed on the byte of the part's
+// pixel nearest to its inverse image (rows in parallel bands).
+void fillHoles(QImage& out, const std::vector<bool>& reached, const QImage& src, const QRect& part,
+               const QTransform& inverse, const QRect& box) {
+    const vq::ProjectiveMatrix back = projectiveOf(inverse);
+    uint8_t* bits = out.bits();
+    const qsizetype stride = out.bytesPerLine();
+    const uint8_t* source = src.constBits();
+    const qsizetype sourceStride = src.bytesPerLine();
+    const int width = box.width();
+    processLinesParallel(0, box.height(), [&](int j, int end) {
+        for (; j < end; ++j)
+            for (int i = 0; i < width; ++i) {
+                if (reached[size_t(j) * width + i])
+                    continue;
+                const QPointF p = back.map(box.left() + i, box.top() + j);
+                if (!(p.x() > part.left() - 1 && p.x() < part.right() + 1 && p.y() > part.top() - 1 &&
+                      p.y() < part.bottom() + 1))
+                    continue;
+                const int x = qRound(p.x()), y = qRound(p.y());
+                if (part.contains(x, y))
+                    bits[j * stride + i] = source[y * sourceStride + x];
+            }
+    });
 }
 
 }  // namespace
@@ -62,20 +99,8 @@ void getMaskResultFromTranform(QImageEx& dst, QImageEx& src, QRectF& rect, QTran
                     reached[size_t(ty) * box.width() + tx] = true;
             }
         }
-        if (smooth) {
-            for (int j = 0; j < box.height(); ++j)
-                for (int i = 0; i < box.width(); ++i) {
-                    if (reached[size_t(j) * box.width() + i])
-                        continue;
-                    const QPointF back = inverse.map(QPointF(box.left() + i, box.top() + j));
-                    if (!(back.x() > part.left() - 1 && back.x() < part.right() + 1 && back.y() > part.top() - 1 &&
-                          back.y() < part.bottom() + 1))
-                        continue;
-                    const QPoint nearest(qRound(back.x()), qRound(back.y()));
-                    if (part.contains(nearest))
-                        bits[j * stride + i] = src.constScanLine(nearest.y())[nearest.x()];
-                }
-        }
+        if (smooth)
+            fillHoles(out, reached, src, part, inverse, box);
         dst = out;
         rect = QRectF(box);
     });

@@ -144,6 +144,8 @@ QRect outlineBox(int w, int h, const std::function<QPointF(double, double)>& for
 // edges), each node's source position given by `backward`.
 bool latticeOverBox(WarpLattice& lattice, const QRect& box, int step,
                     const std::function<QPointF(double, double)>& backward) {
+    // At most 512 cells a side, so that the lattice stays small beside the result.
+    step = std::max({step, (box.width() + 511) / 512, (box.height() + 511) / 512});
     lattice.columns = (box.width() + step - 1) / step;
     lattice.rows = (box.height() + step - 1) / step;
     const size_t nodes = size_t(lattice.columns + 1) * (lattice.rows + 1);
