@@ -75,19 +75,10 @@ double denominator(const ProjectiveMatrix& m, double x, double y) { return m.m[6
 // Every pixel of box sampled exactly through the inverse of `forward`.
 bool warpProjective(QImageEx& dst, QRect& placed, const QImageEx& src, const ProjectiveMatrix& forward) {
     const double w = src.width(), h = src.height();
-    double minX = INFINITY, minY = INFINITY, maxX = -INFINITY, maxY = -INFINITY;
-    for (const QPointF& corner : {QPointF(0, 0), QPointF(w, 0), QPointF(0, h), QPointF(w, h)}) {
-        const QPointF p = forward.map(corner.x(), corner.y());
-        const double x = vq::snapToLatticeGrid(p.x()), y = vq::snapToLatticeGrid(p.y());
-        if (!(std::fabs(x) <= vq::kLatticeLimit && std::fabs(y) <= vq::kLatticeLimit))
-            return false;
-        minX = std::min(minX, x);
-        maxX = std::max(maxX, x);
-        minY = std::min(minY, y);
-        maxY = std::max(maxY, y);
-    }
-    const int left = int(std::ceil(minX)), top = int(std::ceil(minY));
-    const QRect box(left, top, int(std::ceil(maxX)) - left, int(std::ceil(maxY)) - top);
+    vq::WarpedBounds bounds;
+    for (const QPointF& corner : {QPointF(0, 0), QPointF(w, 0), QPointF(0, h), QPointF(w, h)})
+        bounds.add(forward.map(corner.x(), corner.y()));
+    const QRect box = bounds.pixels();
     if (!vq::fitsOutputRect(box, 32))
         return false;
     ProjectiveMatrix inverse = forward;
@@ -114,30 +105,17 @@ bool warpProjective(QImageEx& dst, QRect& placed, const QImageEx& src, const Pro
 // every few pixels along its four edges.
 QRect outlineBox(int w, int h, const std::function<QPointF(double, double)>& forward) {
     constexpr int kStep = 8;
-    double minX = INFINITY, minY = INFINITY, maxX = -INFINITY, maxY = -INFINITY;
-    bool finite = true;
-    auto add = [&](double x, double y) {
-        const QPointF p = forward(x, y);
-        const double px = vq::snapToLatticeGrid(p.x()), py = vq::snapToLatticeGrid(p.y());
-        finite = finite && std::fabs(px) <= vq::kLatticeLimit && std::fabs(py) <= vq::kLatticeLimit;
-        minX = std::min(minX, px);
-        maxX = std::max(maxX, px);
-        minY = std::min(minY, py);
-        maxY = std::max(maxY, py);
-    };
+    vq::WarpedBounds bounds;
     for (int x = 0; x < w; x += kStep) {
-        add(x, 0);
-        add(x, h);
+        bounds.add(forward(x, 0));
+        bounds.add(forward(x, h));
     }
     for (int y = 0; y < h; y += kStep) {
-        add(0, y);
-        add(w, y);
+        bounds.add(forward(0, y));
+        bounds.add(forward(w, y));
     }
-    add(w, h);
-    if (!finite)
-        return QRect();
-    const int left = int(std::ceil(minX)), top = int(std::ceil(minY));
-    return QRect(left, top, int(std::ceil(maxX)) - left, int(std::ceil(maxY)) - top);
+    bounds.add(forward(w, h));
+    return bounds.pixels();
 }
 
 // A lattice over `box` with nodes every `step` pixels (and on its far

@@ -2,8 +2,8 @@
 // kernel comes twice: the scalar reference, and an AVX2 version that maps
 // four output pixels at once and interpolates the four bytes of a pixel in
 // one vector of doubles. Groups of four whose samples all lie inside the
-// source take the vector path; the others, at the outline, are handed to
-// the scalar pixel function, which computes the same coordinates again.
+// source take the vector path; the others, near the outline, go to the
+// scalar pixel function, which computes the same coordinates again.
 #include "freetransform/resample_kernels.h"
 
 #include "core/cpu.h"
@@ -44,8 +44,8 @@ inline uint32_t fetch(const SourceRows& s, int x, int y) {
     }
 }
 
-// The source position of output pixel (x, y): the matrix rule, with the
-// row terms m1 y, m4 y, m7 y computed once per row by the caller.
+// The source position of output pixel (x, y) by the matrix rule, the row
+// terms m1 y, m4 y, m7 y computed once per row.
 struct RowMap {
     const double* m;
     double ry0, ry1, ry2;

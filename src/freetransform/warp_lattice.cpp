@@ -59,18 +59,30 @@ bool latticeFromForwardMap(WarpLattice& lattice, int w, int h, const ForwardMap&
     }
 }
 
-QRect latticeBox(const WarpLattice& lattice) {
-    double minX = INFINITY, minY = INFINITY, maxX = -INFINITY, maxY = -INFINITY;
-    for (const QPointF& p : lattice.target) {
-        minX = std::min(minX, p.x());
-        maxX = std::max(maxX, p.x());
-        minY = std::min(minY, p.y());
-        maxY = std::max(maxY, p.y());
+void WarpedBounds::add(const QPointF& p) {
+    const double x = snapToLatticeGrid(p.x()), y = snapToLatticeGrid(p.y());
+    if (!(std::fabs(x) <= kLatticeLimit && std::fabs(y) <= kLatticeLimit)) {
+        m_valid = false;
+        return;
     }
-    if (lattice.target.empty())
+    m_minX = std::min(m_minX, x);
+    m_maxX = std::max(m_maxX, x);
+    m_minY = std::min(m_minY, y);
+    m_maxY = std::max(m_maxY, y);
+}
+
+QRect WarpedBounds::pixels() const {
+    if (!m_valid || m_minX > m_maxX)
         return QRect();
-    const int left = int(std::ceil(minX)), top = int(std::ceil(minY));
-    return QRect(left, top, int(std::ceil(maxX)) - left, int(std::ceil(maxY)) - top);
+    const int left = int(std::ceil(m_minX)), top = int(std::ceil(m_minY));
+    return QRect(left, top, int(std::ceil(m_maxX)) - left, int(std::ceil(m_maxY)) - top);
+}
+
+QRect latticeBox(const WarpLattice& lattice) {
+    WarpedBounds bounds;
+    for (const QPointF& p : lattice.target)
+        bounds.add(p);
+    return bounds.pixels();
 }
 
 namespace {

@@ -21,6 +21,7 @@
 #include <QPointF>
 #include <QRect>
 
+#include <cmath>
 #include <functional>
 #include <vector>
 
@@ -56,7 +57,21 @@ double snapToLatticeGrid(double v);
 using ForwardMap = std::function<QPointF(double x, double y)>;
 bool latticeFromForwardMap(WarpLattice& lattice, int w, int h, const ForwardMap& forward);
 
-// The pixels the triangles can cover: [ceil(min), ceil(max)) of the targets.
+// The box of warped points: each point snapped to the 1/256 grid, and the
+// pixels [ceil(min), ceil(max)) in each direction, those whose points can
+// lie inside the warped outline. Empty when a point was not finite or lay
+// beyond kLatticeLimit.
+class WarpedBounds {
+public:
+    void add(const QPointF& p);
+    QRect pixels() const;
+
+private:
+    double m_minX = INFINITY, m_minY = INFINITY, m_maxX = -INFINITY, m_maxY = -INFINITY;
+    bool m_valid = true;
+};
+
+// The pixels the triangles can cover: the WarpedBounds of the targets.
 QRect latticeBox(const WarpLattice& lattice);
 
 // dst = ARGB32 image of box's size, pixel (i, j) being the target point
