@@ -1,6 +1,7 @@
 // The entry points kept for compatibility answer with their fixed result and
 // change nothing: not the image, not the handle, not an output argument.
 #include <vqutil/core.h>
+#include <vqutil/paint.h>
 
 #include "test_support.h"
 
@@ -8,7 +9,9 @@
 
 #include <QDataStream>
 
+#include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,9 +28,8 @@ struct Subject {
     unsigned char hsb[3] = {9, 9, 9};
     QByteArray written;
     QDataStream stream{&written, QIODevice::WriteOnly};
-    // Inert members never look at their pen; any storage stands in for one.
-    alignas(16) unsigned char penStorage[64] = {};
-    PENSTRUCT& pen() { return *reinterpret_cast<PENSTRUCT*>(penStorage); }
+    std::unique_ptr<PENSTRUCT> penObject = std::make_unique<PENSTRUCT>();
+    PENSTRUCT& pen() { return *penObject; }
 };
 
 struct InertCase {
@@ -113,6 +115,7 @@ const std::vector<InertCase>& inertCases() {
         {"CDib::Paint", -1, [](Subject& s) { return none([&] { s.dib.Paint(nullptr, &s.out1, &s.out2, true); }); }},
         {"CDib::DrawTransparent(int)", -1, [](Subject& s) { return none([&] { s.dib.DrawTransparent(nullptr, CPoint(), 1, 1, 1, 1, 0, true); }); }},
         {"CDib::DrawTransparent(double)", -1, [](Subject& s) { return none([&] { s.dib.DrawTransparent(nullptr, CPoint(), 1, 1, 0.5, 1, 0, true); }); }},
+        {"PENSTRUCT::DeleteStamp", -1, [](Subject& s) { return none([&] { s.pen().DeleteStamp(); }); }},
         {"CDib::Serialize", -1, [](Subject& s) { return none([&] { s.dib.Serialize(s.stream); }); }},
     };
     return cases;
@@ -137,5 +140,8 @@ TEST(Inert, EveryNameAnswersItsFixedResultAndTouchesNothing) {
         EXPECT_TRUE(s.hsb[0] == 9 && s.hsb[1] == 9 && s.hsb[2] == 9) << c.name;
         EXPECT_TRUE(s.written.isEmpty()) << c.name;
         EXPECT_EQ(progressCalls, 0) << c.name;
+        static const auto freshPen = std::make_unique<PENSTRUCT>();
+        EXPECT_EQ(std::memcmp(s.pen().templatePlane, freshPen->templatePlane, sizeof(freshPen->templatePlane)), 0)
+            << c.name;
     }
 }

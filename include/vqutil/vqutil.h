@@ -8,3 +8,4 @@
 #include <vqutil/filters.h>
 #include <vqutil/selection.h>
 #include <vqutil/transform.h>
+#include <vqutil/paint.h>
