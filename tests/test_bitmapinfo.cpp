@@ -81,23 +81,24 @@ TEST(BitmapInfo, AbsurdCountsAreBoundedToAFullPalette) {
     }
 }
 
-TEST(BitmapInfo, NewColourCountGrowsWithZerosAndShrinks) {
-    // A source of 4 declared entries (1, 2, 3, 4): asked for n, the copy holds
-    // min(n, 4) of them, then zeros, and claims n bounded to 0..256.
-    InfoBlock src = makeInfo(8, 4, 4);
-    for (auto [asked, entries] : {std::pair{16, 16L}, {2, 2L}, {-5, 0L}, {1 << 30, 256L}}) {
+TEST(BitmapInfo, NewColourCountCopiesFortyPlusFourNBytes) {
+    // The block holds 300 entries whatever its header says (4 declared):
+    // the copy takes n of them as they are and claims n.
+    InfoBlock src = makeInfo(8, 4, 300);
+    for (int asked : {0, 2, 16, 300}) {
         tagBITMAPINFO* copy = CreateNewBmpInfoColor(src.info(), asked);
         ASSERT_NE(copy, nullptr);
         tagBITMAPINFOHEADER header;
         std::memcpy(&header, src.bytes.data(), 40);
-        header.biClrUsed = static_cast<uint32_t>(entries);
+        header.biClrUsed = static_cast<uint32_t>(asked);
         EXPECT_EQ(std::memcmp(&copy->bmiHeader, &header, 40), 0) << asked;
-        const auto* colours = reinterpret_cast<const unsigned char*>(copy) + 40;
-        for (long i = 0; i < std::min(entries, 16L); ++i)
-            EXPECT_EQ(colours[4 * i], i < 4 ? i + 1 : 0) << "entry " << i << " of " << asked;
-        expectAllocatedFor(copy, entries);
+        EXPECT_EQ(std::memcmp(copy->bmiColors, src.bytes.data() + 40, 4 * size_t(asked)), 0) << asked;
+        expectAllocatedFor(copy, asked);
         delete copy;
     }
+    // Refused without reading: null, negative counts and blocks past 2^31 bytes.
+    for (int asked : {-1, -2147483647 - 1, 536870903})
+        EXPECT_EQ(CreateNewBmpInfoColor(src.info(), asked), nullptr) << asked;
     EXPECT_EQ(CreateNewBmpInfoColor(nullptr, 3), nullptr);
 }
 

@@ -172,9 +172,10 @@ VQUTIL_EXPORT bool DuplicateDibData(QImageEx& dst, QImageEx& src);
 // Bound: a colour table never holds more than 256 entries (the largest
 // palette a DIB can carry), so at most 40 + 4 x 256 bytes are read and allocated.
 VQUTIL_EXPORT tagBITMAPINFO* CreateNewBitmapInfo(tagBITMAPINFO* src);
-// A copy of `src` with a colour table of n entries and biClrUsed = n; free it
-// with delete. Entries beyond src's own table (counted as above) are zero, not
-// read past src; n is bounded to 0..256. Null for a null src.
+// A copy of the first 40 + 4n bytes of `src` (the header and n colours: the
+// caller guarantees the block holds them, as with memcpy) with biClrUsed = n;
+// free it with delete. Null for a null src, a negative n, a block past 2^31
+// bytes or short memory.
 VQUTIL_EXPORT tagBITMAPINFO* CreateNewBmpInfoColor(tagBITMAPINFO* src, int n);
 // 2^biBitCount for bit counts of 8 or less, else 0 (also 0 for a null info).
 VQUTIL_EXPORT long GetPaletteEntry(tagBITMAPINFO* info);

@@ -33,10 +33,12 @@ class QImage;
 // already done blurred.
 VQUTIL_EXPORT bool GaussianBlur(QImageEx& img, int radius, bool* cancel, bool useRecursive);
 // The recursive Gaussian of one 8-bit plane (rows bytesPerLine apart), rows
-// first, then columns, written back truncated to 0..255. False only when
-// memory is short or the plane is null (a size without pixels: true).
+// first, then columns, written back truncated to 0..255. False when memory
+// is short, the plane is null or bytesPerLine < width (a size without
+// pixels: true).
 VQUTIL_EXPORT bool IIRGaussianFilterAlpha(uchar* data, int bytesPerLine, int width, int height, float sigma);
-// IIRGaussianFilterAlpha on an 8-bit image, in place.
+// IIRGaussianFilterAlpha on an 8-bit image, in place; images of any other
+// depth are left unchanged.
 VQUTIL_EXPORT void gaussianBlurAlpha(QImage& img, double sigma);
 
 // ---------------------------------------------------------------------------

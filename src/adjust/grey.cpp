@@ -301,7 +301,7 @@ bool convertToBWEx(QImageEx& dst, const QImageEx& src, int threshold, int mode) 
         if (!convertToArgbEx(converted, src, false))
             return;
         converted = converted.copy();
-        keepInkColour(converted, QStringLiteral("red"), threshold * 100 / 255, 0xFFFF0000u, 255);
+        keepInkColour(converted, QStringLiteral("red"), int(int64_t(threshold) * 100 / 255), 0xFFFF0000u, 255);
         convertToBW(dst, converted, 128);
     });
     return true;
@@ -315,8 +315,10 @@ void keepInkColour(QImageEx& image, const QString& colour, int level, unsigned i
     // Ink painted with its blue byte at most 254.
     const uint32_t inkWord = (ink & 0xFFFFFF00u) | std::min<uint32_t>(ink & 0xFFu, 254);
     const uint32_t paper = 0xFF000000u | background * 0x010101u;
-    const int strongRed = 255 - level;
-    const int weakOthers = 255 - 2 * level;
+    // Widened: any int level is meaningful (below 0 or past 127 nothing or
+    // everything passes), and none may overflow.
+    const int64_t strongRed = 255 - int64_t(level);
+    const int64_t weakOthers = 255 - 2 * int64_t(level);
     for (int y = 0; y < image.height(); ++y) {
         uint32_t* row = reinterpret_cast<uint32_t*>(image.scanLine(y));
         for (int x = 0; x < image.width(); ++x) {

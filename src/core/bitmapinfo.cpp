@@ -51,10 +51,13 @@ tagBITMAPINFO* CreateNewBitmapInfo(tagBITMAPINFO* src) {
 tagBITMAPINFO* CreateNewBmpInfoColor(tagBITMAPINFO* src, int n) {
     if (!src)
         return nullptr;
-    const long entries = std::clamp<long>(n, 0, kMaxPaletteEntries);
-    tagBITMAPINFO* info = copyBitmapInfo(*src, entries, std::min(entries, paletteEntriesOf(*src)));
+    // The caller vouches for 40 + 4n readable bytes, as with memcpy.
+    constexpr long kMaxEntries = ((1L << 31) - long(kHeaderBytes)) / 4;
+    if (n < 0 || n > kMaxEntries)
+        return nullptr;
+    tagBITMAPINFO* info = copyBitmapInfo(*src, n, n);
     if (info)
-        info->bmiHeader.biClrUsed = static_cast<uint32_t>(entries);
+        info->bmiHeader.biClrUsed = static_cast<uint32_t>(n);
     return info;
 }
 

@@ -19,6 +19,17 @@ inline qsizetype usedRowBytes(const QImage& image) {
 
 inline int bytesPerPixel(const QImage& image) { return image.depth() / 8; }
 
+// True when the pixel memory of a and b overlaps (the same image, shared
+// data, or an image built over the other's buffer). Reads no pixels and
+// detaches neither.
+inline bool sharesPixels(const QImage& a, const QImage& b) {
+    const uchar* pa = a.constBits();
+    const uchar* pb = b.constBits();
+    if (!pa || !pb)
+        return false;
+    return pa < pb + b.sizeInBytes() && pb < pa + a.sizeInBytes();
+}
+
 inline int clampToInt(int64_t v) { return static_cast<int>(std::clamp<int64_t>(v, INT_MIN, INT_MAX)); }
 
 // (int)v as the x86-64 conversion instruction computes it: truncation toward

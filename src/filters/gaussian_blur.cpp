@@ -187,6 +187,8 @@ bool IIRGaussianFilterAlpha(uchar* data, int bytesPerLine, int width, int height
         return false;
     if (width < 1 || height < 1)
         return true;
+    if (bytesPerLine < width)  // rows would overlap: not a plane
+        return false;
     return vq::guarded(false, [&] {
         return vq::recursiveGaussianBytes(data, bytesPerLine, width, height, 1, vq::recursiveGaussianCoefficients(sigma),
                                           nullptr, nullptr);
@@ -194,7 +196,7 @@ bool IIRGaussianFilterAlpha(uchar* data, int bytesPerLine, int width, int height
 }
 
 void gaussianBlurAlpha(QImage& img, double sigma) {
-    if (img.width() > 0 && img.height() > 0)
+    if (img.depth() == 8 && img.width() > 0 && img.height() > 0)
         IIRGaussianFilterAlpha(img.bits(), img.bytesPerLine(), img.width(), img.height(), static_cast<float>(sigma));
 }
 

@@ -107,9 +107,11 @@ bool scaleRotate(QImageEx& dst, const QImageEx& src, int width, int height, doub
     const int H = vq::truncToInt(h * std::fabs(c) + w * std::fabs(s));
     // A destination that already is an unshared W x H 8-bit image is written
     // in place (every byte is rewritten), which spares a fresh allocation
-    // when an editor rotates the same image repeatedly.
+    // when an editor rotates the same image repeatedly; never when it holds
+    // the source's pixels, whose rows are still to be read.
     QImageEx fresh;
-    const bool reuse = dst.size() == QSize(W, H) && dst.format() == QImage::Format_Grayscale8 && dst.isDetached();
+    const bool reuse = dst.size() == QSize(W, H) && dst.format() == QImage::Format_Grayscale8 && dst.isDetached() &&
+                       !vq::sharesPixels(dst, src);
     if (!reuse && !QImageEx::create(fresh, W, H, QImage::Format_Grayscale8))
         return false;
     QImageEx& out = reuse ? dst : fresh;
