@@ -84,7 +84,8 @@ VQUTIL_EXPORT bool combineSelectionData(QImageEx& dst, const QImageEx& src, cons
 // i / maskScale.width(); for 3-byte pixels it is the byte at column i of that
 // row (neither the column scale nor maskRect.left() applies). A destination
 // below 8 bits is converted to ARGB32 first. A null mask takes the source
-// everywhere; mask pixels outside the mask keep the destination.
+// everywhere; mask pixels outside the mask keep the destination. Nothing is
+// done for an empty dstRect or one whose 32-bit image would pass 2^31 bytes.
 VQUTIL_EXPORT void combineImageEx(QImageEx& dst, const QRect& dstRect, const QImageEx& src, const QImageEx* mask,
                                   const QRect& maskRect, QSizeF& maskScale);
 // Builds a 32-bit image from the colours of `src` and the alpha image `alpha`

@@ -38,7 +38,8 @@ public:
 
     // (Re)allocates `img` as a w x h image of format f, keeping its callback.
     // The pixels are not initialised. Returns false, with `img` null, when the
-    // size is invalid (non-positive, or byte counts overflowing) or memory is short.
+    // size is invalid (non-positive), the image would pass 2^31 bytes (the
+    // bound of every buffer the library allocates), or memory is short.
     static bool create(QImageEx& img, int w, int h, QImage::Format f);
 
     // A new image of this size and format (and colour table) with every pixel

@@ -291,7 +291,16 @@ bool convertToBWEx(QImageEx& dst, const QImageEx& src, int threshold, int mode) 
         if (mode == 1) {
             QImageEx blurred = src.copy();
             GaussianBlur(blurred, 35, nullptr, true);
-            dividePass(blurred, src);
+            // The blur widens formats it does not filter as they are; the
+            // dodge then reads the source widened the same way.
+            QImageEx base = src;
+            if (blurred.format() != base.format() || blurred.size() != base.size()) {
+                base = src.copy();
+                AnyConvertTo24Bit(base);
+                if (base.format() != blurred.format() || base.size() != blurred.size())
+                    return;
+            }
+            dividePass(blurred, base);
             QImageEx copy = blurred.copy();
             burnPass(copy, blurred);
             convertToBW(dst, copy, threshold);

@@ -30,7 +30,7 @@ unsigned char clampedByte(double v) {
     return v >= 255 ? 255 : static_cast<unsigned char>(static_cast<int>(v));
 }
 
-unsigned char clampedByte(int v) { return static_cast<unsigned char>(v < 0 ? 0 : v > 255 ? 255 : v); }
+unsigned char clampedByte(int64_t v) { return static_cast<unsigned char>(v < 0 ? 0 : v > 255 ? 255 : v); }
 
 void applyTables(QImageEx& image, const QImageEx* mask, Table& red, Table& green, Table& blue) {
     AdjustRGBOffset(image, mask, red.data(), green.data(), blue.data(), nullptr);
@@ -88,8 +88,8 @@ void CDib::Gramma(QImageEx& image, const QImageEx* mask, int red, int green, int
 void CDib::ColorBalana(QImageEx& image, const QImageEx* mask, int red, int green, int blue) {
     Table r, g = identityTable(), b;
     for (int i = 0; i < 256; ++i) {
-        r[i] = clampedByte(i + red - green);
-        b[i] = clampedByte(i + blue - green);
+        r[i] = clampedByte(int64_t(i) + red - green);
+        b[i] = clampedByte(int64_t(i) + blue - green);
     }
     applyTables(image, mask, r, g, b);
 }

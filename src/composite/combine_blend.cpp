@@ -71,6 +71,8 @@ void fillRowWeights(const MaskSampling& sampling, int j, const MaskColumns& colu
 
 void blendThroughMask(QImageEx& dst, const QRect& dstRect, const QImageEx& src, const QImageEx* mask,
                       const QRect& maskRect, const QSizeF& maskScale) {
+    if (!vq::fitsImageBytes(dstRect.width(), dstRect.height(), 32))
+        return;
     QImageEx piece = src;
     if (piece.size() != dstRect.size())
         piece = src.scaled(dstRect.width(), dstRect.height(), Qt::IgnoreAspectRatio, Qt::FastTransformation);

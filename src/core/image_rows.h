@@ -4,6 +4,7 @@
 
 #include <QImage>
 #include <QRect>
+#include <QVector>
 
 #include <algorithm>
 #include <climits>
@@ -18,6 +19,41 @@ inline qsizetype usedRowBytes(const QImage& image) {
 }
 
 inline int bytesPerPixel(const QImage& image) { return image.depth() / 8; }
+
+// True when a w x h image of `bitsPerPixel` fits the library's bound on
+// every buffer it allocates: 2^31 bytes, rows padded to 4 bytes.
+inline bool fitsImageBytes(int64_t w, int64_t h, int bitsPerPixel) {
+    constexpr int64_t kMaxBytes = int64_t{1} << 31;
+    if (w <= 0 || h <= 0 || w > kMaxBytes || h > kMaxBytes)
+        return false;
+    return (w * bitsPerPixel + 31) / 32 * 4 <= kMaxBytes / h;
+}
+
+// Qt's painter (QImage::transformed, QPainter::drawImage) reads a palette
+// image's colour table without bounds: an empty table crashes it, a short
+// one is read past its end. This gives such images a full table, padded as
+// Qt's own format conversions pad it (transparent black for 8-bit indexes,
+// black and white for 1-bit ones), so every result stays what Qt's
+// conversion of the image shows. Other images are returned as they are.
+inline QImage withFullColorTable(const QImage& image) {
+    const bool mono = image.depth() == 1;
+    if (image.isNull() || (!mono && image.format() != QImage::Format_Indexed8))
+        return image;
+    QVector<QRgb> table = image.colorTable();
+    const int needed = mono ? 2 : 256;
+    if (table.size() >= needed)
+        return image;
+    if (mono) {
+        if (table.isEmpty())
+            table << 0xFF000000u;
+        table << 0xFFFFFFFFu;
+    } else {
+        table.resize(needed);  // new entries are 0
+    }
+    QImage padded = image;
+    padded.setColorTable(table);
+    return padded;
+}
 
 // True when the pixel memory of a and b overlaps (the same image, shared
 // data, or an image built over the other's buffer). Reads no pixels and

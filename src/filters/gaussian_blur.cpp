@@ -216,11 +216,12 @@ bool transpanentBlurMore(QImageEx& img, int radius, bool* cancel) {
 }
 
 bool isTransparnetImage(QImageEx& img, int step) {
-    step = std::max(step, 1);
+    // 64-bit counters: a step near INT_MAX must not wrap them.
+    const int64_t stride = std::max(step, 1);
     if (isArgb(img)) {
-        for (int y = 0; y < img.height(); y += step) {
-            const uint8_t* row = img.constScanLine(y);
-            for (int x = 0; x < img.width(); x += step)
+        for (int64_t y = 0; y < img.height(); y += stride) {
+            const uint8_t* row = img.constScanLine(int(y));
+            for (int64_t x = 0; x < img.width(); x += stride)
                 if (row[4 * x + 3] == 0)
                     return true;
         }

@@ -3,6 +3,7 @@
 #include "freetransform/resample.h"
 
 #include "core/guard.h"
+#include "core/image_rows.h"
 #include "core/large_image.h"
 #include "core/parallel.h"
 #include "freetransform/resample_kernels.h"
@@ -139,7 +140,7 @@ QImage boundedTransformed(const QImage& image, const QTransform& t, Qt::Transfor
     // slack cover its own rounding of the size.
     if (!fitsResultBytes(int64_t{aligned.width()} + 2, int64_t{aligned.height()} + 2, 32))
         return QImage();
-    return guarded(QImage(), [&] { return image.transformed(t, mode); });
+    return guarded(QImage(), [&] { return withFullColorTable(image).transformed(t, mode); });
 }
 
 }  // namespace vq

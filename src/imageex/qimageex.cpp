@@ -33,10 +33,15 @@ QImageEx& QImageEx::operator=(const QImage& image) {
 
 bool QImageEx::create(QImageEx& img, int w, int h, QImage::Format f) {
     // QImage validates the size itself (including byte counts that overflow)
-    // and yields a null image when it cannot allocate.
+    // and yields a null image when it cannot allocate; images past 2^31
+    // bytes are refused before asking it.
     QImage fresh;
-    if (w > 0 && h > 0 && f != QImage::Format_Invalid)
-        fresh = QImage(w, h, f);
+    if (w > 0 && h > 0 && f > QImage::Format_Invalid && f < QImage::NImageFormats) {
+        constexpr int64_t kMaxBytes = int64_t{1} << 31;
+        const int64_t rowBytes = (int64_t{w} * QImage::toPixelFormat(f).bitsPerPixel() + 31) / 32 * 4;
+        if (rowBytes <= kMaxBytes / h)
+            fresh = QImage(w, h, f);
+    }
     static_cast<QImage&>(img) = std::move(fresh);
     return !img.isNull();
 }
