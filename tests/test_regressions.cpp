@@ -1,5 +1,7 @@
 // Faults found by fuzzing and by hostile parameters, one test per fault.
 #include <vqutil/adjust.h>
+#include <vqutil/composite.h>
+#include <vqutil/paint.h>
 #include <vqutil/filters.h>
 #include <vqutil/selection.h>
 #include <vqutil/transform.h>
@@ -8,8 +10,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <climits>
 #include <cmath>
+#include <memory>
 
 using vqtest::randomImage;
 using vqtest::sameBytes;
@@ -76,4 +81,41 @@ TEST(Regression, ScaleRotateImageIntoItsOwnSource) {
     QImageEx alias(QImage(owner.bits(), 9, 9, owner.bytesPerLine(), QImage::Format_Grayscale8));
     ASSERT_TRUE(scaleRotateImage(owner, alias, 9, 9, M_PI, 7));
     EXPECT_TRUE(sameBytes(owner, expected));
+}
+
+// Peak resident memory of the process so far, in MiB.
+static long peakMiB() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss / 1024;
+}
+
+// Results and working buffers past 2^31 bytes are refused before anything
+// is allocated: each call returns at once and the process never grows.
+TEST(Regression, HostileSizesAreRefusedBeforeAllocating) {
+    const long before = peakMiB();
+    const QImageEx small = randomImage(5, 4, QImage::Format_ARGB32);
+    QImageEx dst = small.copy(), img = small.copy();
+    QImageEx made;
+    EXPECT_FALSE(QImageEx::create(made, 46341, 46341, QImage::Format_ARGB32));
+    EXPECT_FALSE(QImageEx::create(made, 1 << 30, 20, QImage::Format_Mono));
+    EXPECT_TRUE(small.scaled(60000, 60000).isNull());
+    EXPECT_FALSE(ThEnlargeImage(dst, img, 30000, 0));
+    EXPECT_FALSE(scaleRotateImage(dst, img, 100000, 100000, 0.3, 0));
+    QPoint far[4] = {QPoint(0, 0), QPoint(200000, 0), QPoint(0, 200000), QPoint(200000, 200000)};
+    EXPECT_FALSE(unifiedtransformEx(dst, img, far, QSize(), QRect(), Qt::SmoothTransformation, Qt::white));
+    const QPointF farF[4] = {{0, 0}, {200000, 0}, {200000, 200000}, {0, 200000}};
+    QRect placed;
+    EXPECT_FALSE(freeTransform(dst, placed, img, farF));
+    EXPECT_TRUE(sameBytes(dst, small));
+    QSizeF scale(1, 1);
+    combineImageEx(dst, QRect(0, 0, 100000, 100000), img, nullptr, QRect(), scale);
+    EXPECT_TRUE(sameBytes(dst, small));
+    ScaleDibAll(img, 100000, 100000, true);
+    EXPECT_TRUE(img.isNull());
+    CColorTemplate gradient;
+    EXPECT_FALSE(gradient.ConfigTemplate(INT_MAX));
+    auto pen = std::make_unique<PENSTRUCT>();
+    EXPECT_FALSE(pen->CreateTemplate(100000, 100000));
+    EXPECT_LT(peakMiB() - before, 256);
 }

@@ -84,7 +84,8 @@ public:
     // the same depth (otherwise nothing happens). A shared image is detached first.
     void setFormat(QImage::Format format);
 
-    // Resampled copies, as QImage::scaled.
+    // Resampled copies, as QImage::scaled; a result past 2^31 bytes (at 32 bits
+    // a pixel) is refused with a null image.
     QImageEx scaled(int w, int h, Qt::AspectRatioMode aspect = Qt::IgnoreAspectRatio,
                     Qt::TransformationMode mode = Qt::FastTransformation) const;
     QImageEx scaled(const QSize& size, Qt::AspectRatioMode aspect = Qt::IgnoreAspectRatio,

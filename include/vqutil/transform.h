@@ -275,7 +275,8 @@ VQUTIL_EXPORT bool selection_fast_scale(QImageEx& dst, const QSize& size, QImage
                                         QRect& dstRect, QSizeF& scale, QSize& canvas, QRect& clip);
 
 // img = img scaled to width x height, smooth, aspect ignored, in its own
-// format (palette images come back as RGB32). True.
+// format (palette images come back as RGB32). True; a size without area or
+// one past 2^31 bytes at 32 bits a pixel leaves a null image.
 VQUTIL_EXPORT bool ScaleDibAll(QImageEx& img, long width, long height, bool);
 // Does nothing. True.
 VQUTIL_EXPORT bool Scale8BitDib(QImageEx& img, long width, long height, bool);

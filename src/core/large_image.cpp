@@ -22,7 +22,9 @@ QImage newLargeImage(int width, int height, QImage::Format format) {
     const QImage probe(1, 1, format);
     const int64_t rowBytes = (int64_t{width} * probe.depth() + 31) / 32 * 4;
     const int64_t bytes = rowBytes * height;
-    if (rowBytes > INT32_MAX || bytes / height != rowBytes || bytes < int64_t{2 * kHugePage})
+    if (rowBytes > INT32_MAX || bytes / height != rowBytes || bytes > (int64_t{1} << 31))
+        return QImage();  // the library's bound on any buffer
+    if (bytes < int64_t{2 * kHugePage})
         return QImage(width, height, format);
     const size_t rounded = (size_t(bytes) + kHugePage - 1) / kHugePage * kHugePage;
     void* block = std::aligned_alloc(kHugePage, rounded);

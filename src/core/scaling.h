@@ -10,9 +10,15 @@
 
 #include <QImage>
 
+#include <cstdint>
+
 namespace vq {
 
+// Results past 2^31 bytes (at 32 bits a pixel, Qt's smooth format) are
+// refused: a null image.
 inline QImage smoothScaled(const QImage& image, int width, int height) {
+    if (width > 0 && height > 0 && int64_t{width} * 4 > (int64_t{1} << 31) / height)
+        return QImage();
     QImage scaled = image.scaled(width, height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     const bool palette = image.format() == QImage::Format_Indexed8 || image.depth() < 8;
     if (!scaled.isNull() && !palette && scaled.format() != image.format())

@@ -112,12 +112,26 @@ QImageEx QImageEx::convertToFormat(QImage::Format format, Qt::ImageConversionFla
 
 void QImageEx::setFormat(QImage::Format format) { reinterpretAsFormat(format); }
 
+namespace {
+
+// Scaled results are at most 32 bits a pixel; past 2^31 bytes they are
+// refused (a null image) before Qt allocates.
+bool scaledFits(const QImage& image, const QSize& asked, Qt::AspectRatioMode aspect) {
+    const QSize target = image.size().scaled(asked, aspect);
+    constexpr int64_t kMaxBytes = int64_t{1} << 31;
+    return target.width() <= 0 || target.height() <= 0 || int64_t{target.width()} * 4 <= kMaxBytes / target.height();
+}
+
+}  // namespace
+
 QImageEx QImageEx::scaled(int w, int h, Qt::AspectRatioMode aspect, Qt::TransformationMode mode) const {
-    return QImageEx(QImage::scaled(w, h, aspect, mode));
+    return scaled(QSize(w, h), aspect, mode);
 }
 
 QImageEx QImageEx::scaled(const QSize& size, Qt::AspectRatioMode aspect,
                           Qt::TransformationMode mode) const {
+    if (!scaledFits(*this, size, aspect))
+        return QImageEx();
     return QImageEx(QImage::scaled(size, aspect, mode));
 }
 
@@ -127,6 +141,8 @@ QImageEx QImageEx::scaledEx(const QSize& size, Qt::AspectRatioMode aspect,
 }
 
 QImageEx QImageEx::scaleCrop(QSize& size, QRect& rect, Qt::TransformationMode mode) const {
+    if (!scaledFits(*this, size, Qt::IgnoreAspectRatio))
+        return QImageEx();
     return QImageEx(QImage::scaled(size, Qt::IgnoreAspectRatio, mode).copy(rect));
 }
 
