@@ -214,100 +214,9 @@ VQUTIL_EXPORT void DibAdjustTemperature(QImageEx& image, int amount);
 // have their colour table mapped; alpha is kept.
 VQUTIL_EXPORT void DibAdjustVibrance(QImageEx& image, float vibrance);
 
-// ---------------------------------------------------------------------------
-// Blend modes
-// ---------------------------------------------------------------------------
-
-// BLENDMODE (core.h) names the modes.
-// Writes the blue, green and red of *result from a (underneath) and b (laid
-// on it) under `mode`; its reserved byte is never written. Divisions
-// truncate. The HSL modes use the library's HSL model in double precision
-// (hue in sixths from red; greys have hue 1.0, which reads as red, and
-// saturation 0), channels rounded by floor(v x 255 + 0.5). BLEND_NONE and
-// values above 11 leave *result as it is, as does a null result.
-VQUTIL_EXPORT void DibColorBlend(tagRGBQUAD a, tagRGBQUAD b, tagRGBQUAD* result, BLENDMODE mode);
-
-// ---------------------------------------------------------------------------
-// Point operations
-// ---------------------------------------------------------------------------
-
-// dst = an 8-bit Grayscale8 version of src: 24- and 32-bit pixels
-// truncate(0.587 b1 + 0.299 b0 + 0.114 b2 + 0.5) (the byte weights are kept
-// as they are), 32-bit pixels composited by their alpha over black when the
-// background's grey is 0 and over white otherwise; indexed and 1-bit pixels
-// through their colour table composited over the background's grey. A
-// Grayscale8 source leaves dst untouched.
-VQUTIL_EXPORT void makeGrayscale8(QImageEx& dst, const QImageEx& src, unsigned int background);
-// In place, format kept: bytes 0, 1, 2 become
-// truncate(0.587 b1 + 0.299 b0 + 0.114 b2 + 0.5) where the mask byte is 0
-// (inside its bounds), alpha kept; indexed images get grey colour-table
-// entries. Grayscale8 and images below 24 bits are left alone.
-VQUTIL_EXPORT void Dib2Gray(QImageEx& image, QImageEx* mask, bool);
-// An automatic black-and-white threshold (0..255) by Otsu's method: the
-// level that best separates the grey histogram into dark and light
-// classes (largest between-class variance); pixels at or below it are the
-// dark class. An image of one grey gives that grey; a null image 128.
-// Greys are those of convertToBW.
-VQUTIL_EXPORT int calDivideValue(const QImageEx& image);
-// dst = a 1-bit Format_Mono image (index 0 black, 1 white, most significant
-// bit first): white where the grey is above the threshold (0: automatic,
-// calDivideValue). Greys: 8-bit grey the byte; indexed the entry's
-// (11 R + 16 G + 5 B) >> 5 over white; 24-bit (59 b1 + 30 b2 + 11 b0) / 100;
-// 32-bit (11 b0 + 59 b1 + 30 b2) / 100 composited by alpha over white. A
-// 1-bit source is copied. False when dst cannot be created.
-VQUTIL_EXPORT bool convertToBW(QImageEx& dst, const QImageEx& src, int threshold);
-// mode 0: convertToBW. mode 1: a pencil-sketch binarisation (colour dodge
-// of the image by its recursive Gaussian blur of radius 35, then a burn),
-// then convertToBW. Other modes: red ink only (keepInkColour "red"), then
-// convertToBW at 128. True except when mode 0 fails.
-VQUTIL_EXPORT bool convertToBWEx(QImageEx& dst, const QImageEx& src, int threshold, int mode);
-// Keeps the pixels of a 32-bit image that show ink of `colour` and paints
-// them `ink` (its blue byte capped at 254), every other pixel `background`
-// (in its colour bytes, opaque):
-//  - "red": red above 255 - level, green and blue below 255 - 2 level, and
-//    a hue (0..360) outside 61..239 with saturation (0..255) of 18 or more;
-//  - "black": all three channels below level.
-// level is 0..100. Other colour names, and images other than 32 bits,
-// leave the image unchanged.
-VQUTIL_EXPORT void keepInkColour(QImageEx& image, const QString& colour, int level, unsigned int ink,
-                                 unsigned char background);
-// Converts colour to grey with one weight (percent) per hue sector, in the
-// order red, yellow, green, cyan, blue, magenta (missing weights count 0):
-// with m the smallest channel, the remaining two channels split into a
-// primary and a secondary part weighted accordingly, plus m. The image
-// becomes ARGB32; alpha is kept. True.
-VQUTIL_EXPORT bool blackWhite(QImageEx& image, const QVector<int>& weights);
-// Bytes 0, 1, 2 become 0 where the grey truncate(0.2989 R + 0.587 G +
-// 0.114 B) (low 8 bits) is below the threshold, else 255; indexed images
-// (Grayscale8 and Alpha8 converted to Indexed8 first) get black and white
-// colour-table entries. False for a threshold below 1.
-VQUTIL_EXPORT bool thresholdSplit(QImageEx& image, int threshold);
-// Maps every channel to the nearest of `levels` evenly spaced values
-// (ties to the lower), through AdjustRGBOffset. False outside 2..255.
-VQUTIL_EXPORT bool posterize(QImageEx& image, int levels);
-// Inverts bytes 0, 1, 2 (alpha kept) of 24- and 32-bit pixels whose mask
-// byte is 0, inside the mask's bounds; every byte of 8-bit grey images
-// inside those bounds; the colour-table entries of other images. True.
-VQUTIL_EXPORT bool NegativeDib(QImageEx& image, const QImageEx* mask);
-// Inverts each of bytes 0, 1, 2 (alpha kept; the bytes a pixel has, when it
-// has fewer) above t = truncate(level x 256 / 100), level in percent;
-// colour-table entries for images of 8 bits or less. The second image is
-// ignored. 0 for a null image, else 1.
-VQUTIL_EXPORT int DibSolarize(QImageEx& image, const QImageEx* other, float level);
-// Inverts every byte of every row, padding included. False for a null image.
-VQUTIL_EXPORT bool invertImagePixels(QImageEx& image);
-// Replaces every colour by its HSL lightness (max + min) / 2 of bytes 0, 1,
-// 2 (alpha kept): 24-bit and deeper pixels in parallel bands (progress per
-// row; a false answer stops the band), colour-table entries of indexed
-// images (images below 8 bits become Format_Indexed8 first). False for a
-// null image and for Grayscale8 and Alpha8 images, which are left alone.
-VQUTIL_EXPORT bool removeSaturation(QImageEx& image);
-
-// ---------------------------------------------------------------------------
-// Photographic adjustments: haze, highlights and shadows, white balance
-// ---------------------------------------------------------------------------
+// Haze, highlights and shadows, white balance.
 //
-// Shared rules of this family. Parameters out of their range are clamped to
+// The shared rules of these three. Parameters out of their range are clamped to
 // it (infinities too); a NaN parameter leaves the image unchanged (and makes
 // shadowHighlight return false). Neutral settings return before touching the
 // image, so its bytes and format stay exactly as they were. Alpha, and the
@@ -410,6 +319,95 @@ VQUTIL_EXPORT void DibAdjustWhiteBalance(QImageEx& image, float temperature, flo
 // settings change nothing.
 VQUTIL_EXPORT bool shadowHighlight(QImageEx& image, float shadows, float highlights, int radius, float shadowWidth,
                                    float highlightWidth, float colourCorrection, float midtoneContrast);
+
+// ---------------------------------------------------------------------------
+// Blend modes
+// ---------------------------------------------------------------------------
+
+// BLENDMODE (core.h) names the modes.
+// Writes the blue, green and red of *result from a (underneath) and b (laid
+// on it) under `mode`; its reserved byte is never written. Divisions
+// truncate. The HSL modes use the library's HSL model in double precision
+// (hue in sixths from red; greys have hue 1.0, which reads as red, and
+// saturation 0), channels rounded by floor(v x 255 + 0.5). BLEND_NONE and
+// values above 11 leave *result as it is, as does a null result.
+VQUTIL_EXPORT void DibColorBlend(tagRGBQUAD a, tagRGBQUAD b, tagRGBQUAD* result, BLENDMODE mode);
+
+// ---------------------------------------------------------------------------
+// Point operations
+// ---------------------------------------------------------------------------
+
+// dst = an 8-bit Grayscale8 version of src: 24- and 32-bit pixels
+// truncate(0.587 b1 + 0.299 b0 + 0.114 b2 + 0.5) (the byte weights are kept
+// as they are), 32-bit pixels composited by their alpha over black when the
+// background's grey is 0 and over white otherwise; indexed and 1-bit pixels
+// through their colour table composited over the background's grey. A
+// Grayscale8 source leaves dst untouched.
+VQUTIL_EXPORT void makeGrayscale8(QImageEx& dst, const QImageEx& src, unsigned int background);
+// In place, format kept: bytes 0, 1, 2 become
+// truncate(0.587 b1 + 0.299 b0 + 0.114 b2 + 0.5) where the mask byte is 0
+// (inside its bounds), alpha kept; indexed images get grey colour-table
+// entries. Grayscale8 and images below 24 bits are left alone.
+VQUTIL_EXPORT void Dib2Gray(QImageEx& image, QImageEx* mask, bool);
+// An automatic black-and-white threshold (0..255) by Otsu's method: the
+// level that best separates the grey histogram into dark and light
+// classes (largest between-class variance); pixels at or below it are the
+// dark class. An image of one grey gives that grey; a null image 128.
+// Greys are those of convertToBW.
+VQUTIL_EXPORT int calDivideValue(const QImageEx& image);
+// dst = a 1-bit Format_Mono image (index 0 black, 1 white, most significant
+// bit first): white where the grey is above the threshold (0: automatic,
+// calDivideValue). Greys: 8-bit grey the byte; indexed the entry's
+// (11 R + 16 G + 5 B) >> 5 over white; 24-bit (59 b1 + 30 b2 + 11 b0) / 100;
+// 32-bit (11 b0 + 59 b1 + 30 b2) / 100 composited by alpha over white. A
+// 1-bit source is copied. False when dst cannot be created.
+VQUTIL_EXPORT bool convertToBW(QImageEx& dst, const QImageEx& src, int threshold);
+// mode 0: convertToBW. mode 1: a pencil-sketch binarisation (colour dodge
+// of the image by its recursive Gaussian blur of radius 35, then a burn),
+// then convertToBW. Other modes: red ink only (keepInkColour "red"), then
+// convertToBW at 128. True except when mode 0 fails.
+VQUTIL_EXPORT bool convertToBWEx(QImageEx& dst, const QImageEx& src, int threshold, int mode);
+// Keeps the pixels of a 32-bit image that show ink of `colour` and paints
+// them `ink` (its blue byte capped at 254), every other pixel `background`
+// (in its colour bytes, opaque):
+//  - "red": red above 255 - level, green and blue below 255 - 2 level, and
+//    a hue (0..360) outside 61..239 with saturation (0..255) of 18 or more;
+//  - "black": all three channels below level.
+// level is 0..100. Other colour names, and images other than 32 bits,
+// leave the image unchanged.
+VQUTIL_EXPORT void keepInkColour(QImageEx& image, const QString& colour, int level, unsigned int ink,
+                                 unsigned char background);
+// Converts colour to grey with one weight (percent) per hue sector, in the
+// order red, yellow, green, cyan, blue, magenta (missing weights count 0):
+// with m the smallest channel, the remaining two channels split into a
+// primary and a secondary part weighted accordingly, plus m. The image
+// becomes ARGB32; alpha is kept. True.
+VQUTIL_EXPORT bool blackWhite(QImageEx& image, const QVector<int>& weights);
+// Bytes 0, 1, 2 become 0 where the grey truncate(0.2989 R + 0.587 G +
+// 0.114 B) (low 8 bits) is below the threshold, else 255; indexed images
+// (Grayscale8 and Alpha8 converted to Indexed8 first) get black and white
+// colour-table entries. False for a threshold below 1.
+VQUTIL_EXPORT bool thresholdSplit(QImageEx& image, int threshold);
+// Maps every channel to the nearest of `levels` evenly spaced values
+// (ties to the lower), through AdjustRGBOffset. False outside 2..255.
+VQUTIL_EXPORT bool posterize(QImageEx& image, int levels);
+// Inverts bytes 0, 1, 2 (alpha kept) of 24- and 32-bit pixels whose mask
+// byte is 0, inside the mask's bounds; every byte of 8-bit grey images
+// inside those bounds; the colour-table entries of other images. True.
+VQUTIL_EXPORT bool NegativeDib(QImageEx& image, const QImageEx* mask);
+// Inverts each of bytes 0, 1, 2 (alpha kept; the bytes a pixel has, when it
+// has fewer) above t = truncate(level x 256 / 100), level in percent;
+// colour-table entries for images of 8 bits or less. The second image is
+// ignored. 0 for a null image, else 1.
+VQUTIL_EXPORT int DibSolarize(QImageEx& image, const QImageEx* other, float level);
+// Inverts every byte of every row, padding included. False for a null image.
+VQUTIL_EXPORT bool invertImagePixels(QImageEx& image);
+// Replaces every colour by its HSL lightness (max + min) / 2 of bytes 0, 1,
+// 2 (alpha kept): 24-bit and deeper pixels in parallel bands (progress per
+// row; a false answer stops the band), colour-table entries of indexed
+// images (images below 8 bits become Format_Indexed8 first). False for a
+// null image and for Grayscale8 and Alpha8 images, which are left alone.
+VQUTIL_EXPORT bool removeSaturation(QImageEx& image);
 
 // ---------------------------------------------------------------------------
 // Selective colour and colour replacement

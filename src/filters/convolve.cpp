@@ -1,5 +1,4 @@
-// Square-kernel convolution on a torus, the kernel-size rule, and the two
-// filters built on them (sharpenImage, edgeImage).
+// Square-kernel convolution on a torus and the kernel-size rule.
 #include <vqutil/filters.h>
 
 #include "core/cpu.h"
@@ -243,38 +242,3 @@ int getOptimalKernelWidth1D(double radius, double sigma) {
 }
 
 int getOptimalKernelWidth(double radius, double sigma) { return getOptimalKernelWidth1D(radius, sigma); }
-
-int sharpenImage(QImageEx& img, double radius, double sigma) {
-    const int n = getOptimalKernelWidth1D(radius, sigma);
-    if (n > img.width() || n > img.height())
-        return 1;  // the convolution would refuse this kernel: nothing to build
-    return vq::guarded(0, [&] {
-        std::vector<double> kernel(static_cast<size_t>(n) * n);
-        const int half = n / 2;
-        double sum = 0;
-        for (int j = -half; j <= half; ++j)
-            for (int i = -half; i <= half; ++i) {
-                const double weight = std::exp(-double(i * i + j * j) / (sigma * sigma));
-                kernel[static_cast<size_t>(j + half) * n + (i + half)] = weight;
-                sum += weight;
-            }
-        kernel[static_cast<size_t>(n) * n / 2] = -2 * sum;
-        convolveImage(img, static_cast<unsigned>(n), kernel.data());
-        return 1;
-    });
-}
-
-bool edgeImage(QImageEx& img, double radius) {
-    vq::guarded([&] {
-        const int n = getOptimalKernelWidth1D(std::min(radius, 5.0), 0.5);
-        std::vector<double> kernel(static_cast<size_t>(n) * n, -1.0);
-        kernel[static_cast<size_t>(n) * n / 2] = double(n) * n - 1;
-        QImageEx copy = img;
-        QImageEx converted;
-        convertToArgb(converted, copy);
-        converted.copyCallback(img);
-        convolveImage(converted, static_cast<unsigned>(n), kernel.data());
-        copy = converted;  // the result stays in the local copy
-    });
-    return true;
-}

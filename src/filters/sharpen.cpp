@@ -1,5 +1,6 @@
-// The table-driven 3 x 3 sharpen (sharpenMore) and the unsharp mask on a
-// box blur (unsharp_mask_fast).
+// The table-driven 3 x 3 sharpen (sharpenMore), the unsharp mask on a box
+// blur (unsharp_mask_fast), and the two sharpenings built on a convolution
+// (sharpenImage, edgeImage).
 #include <vqutil/filters.h>
 
 #include "box_sums.h"
@@ -11,6 +12,7 @@
 #include "unsharp_kernels.h"
 
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <vector>
 
@@ -327,4 +329,39 @@ void sharpenMore(QImageEx& img, int amount) {
 
 int unsharp_mask_fast(QImageEx& img, int radius, double amount, int threshold) {
     return vq::guarded(0, [&] { return unsharpMask(img, radius, amount, threshold); });
+}
+
+int sharpenImage(QImageEx& img, double radius, double sigma) {
+    const int n = getOptimalKernelWidth1D(radius, sigma);
+    if (n > img.width() || n > img.height())
+        return 1;  // the convolution would refuse this kernel: nothing to build
+    return vq::guarded(0, [&] {
+        std::vector<double> kernel(static_cast<size_t>(n) * n);
+        const int half = n / 2;
+        double sum = 0;
+        for (int j = -half; j <= half; ++j)
+            for (int i = -half; i <= half; ++i) {
+                const double weight = std::exp(-double(i * i + j * j) / (sigma * sigma));
+                kernel[static_cast<size_t>(j + half) * n + (i + half)] = weight;
+                sum += weight;
+            }
+        kernel[static_cast<size_t>(n) * n / 2] = -2 * sum;
+        convolveImage(img, static_cast<unsigned>(n), kernel.data());
+        return 1;
+    });
+}
+
+bool edgeImage(QImageEx& img, double radius) {
+    vq::guarded([&] {
+        const int n = getOptimalKernelWidth1D(std::min(radius, 5.0), 0.5);
+        std::vector<double> kernel(static_cast<size_t>(n) * n, -1.0);
+        kernel[static_cast<size_t>(n) * n / 2] = double(n) * n - 1;
+        QImageEx copy = img;
+        QImageEx converted;
+        convertToArgb(converted, copy);
+        converted.copyCallback(img);
+        convolveImage(converted, static_cast<unsigned>(n), kernel.data());
+        copy = converted;  // the result stays in the local copy
+    });
+    return true;
 }

@@ -1,10 +1,8 @@
-// Whole-image scaling, rotation, padding and mirroring, and the view
-// rescaling of selection masks.
+// Scaling and rotation in one pass into an 8-bit image.
 #include <vqutil/transform.h>
 
 #include "core/guard.h"
 #include "core/image_rows.h"
-#include "core/scaling.h"
 
 #include <cmath>
 #if defined(__SSE2__)
@@ -145,97 +143,9 @@ bool scaleRotate(QImageEx& dst, const QImageEx& src, int width, int height, doub
     return true;
 }
 
-bool scaleMaskIntoView(QImageEx& dst, const QSize& size, const QImageEx& src, const QRect& srcRect,
-                       const QRect& dstRect, const QSizeF& scale, const QSize& canvas, QRect& clip) {
-    if (size.isNull())
-        return false;
-    const QRect view(0, 0, canvas.width(), canvas.height());
-    if (clip.isEmpty())
-        clip = view;
-    if (clip.width() < 1 || clip.height() < 1)
-        return false;
-    clip &= view;
-    if (canvas.width() < 1 || canvas.height() < 1 || clip.width() < 1 || clip.height() < 1)
-        return false;
-    if (dst.isNull())
-        return false;
-
-    // Source column for every clip column, -1 where the view shows no mask.
-    const int64_t dstRight = int64_t{dstRect.left()} + dstRect.width();
-    const qsizetype srcRowBytes = vq::usedRowBytes(src);
-    std::vector<int> sourceColumn(clip.width(), -1);
-    for (int col = 0; col < clip.width(); ++col) {
-        const int64_t tx = (int64_t{clip.left()} + col) * size.width() / canvas.width();
-        if (tx < dstRect.left() || tx >= dstRight)
-            continue;
-        const int sx = vq::truncToInt((tx - dstRect.left()) / scale.width() + srcRect.left());
-        sourceColumn[col] = sx >= 0 && sx < srcRowBytes ? sx : -1;
-    }
-
-    const int64_t dstBottom = int64_t{dstRect.top()} + dstRect.height();
-    const int rows = std::min(clip.height(), dst.height());
-    const int columns = static_cast<int>(std::min<qsizetype>(clip.width(), vq::usedRowBytes(dst)));
-    uint8_t* out = dst.bits();
-    const qsizetype outStride = dst.bytesPerLine();
-    const uint8_t* in = src.constBits();
-    const qsizetype inStride = src.bytesPerLine();
-    for (int r = 0; r < rows; ++r) {
-        const int64_t ty = (int64_t{clip.top()} + r) * size.height() / canvas.height();
-        if (ty < dstRect.top() || ty >= dstBottom)
-            continue;
-        const int sy = vq::truncToInt((ty - dstRect.top()) / scale.height() + srcRect.top());
-        if (sy < 0 || sy >= src.height())
-            continue;
-        const uint8_t* sourceRow = in + sy * inStride;
-        uint8_t* row = out + r * outStride;
-        for (int col = 0; col < columns; ++col)
-            if (sourceColumn[col] >= 0)
-                row[col] = sourceRow[sourceColumn[col]];
-    }
-    return true;
-}
-
 }  // namespace
 
 bool scaleRotateImage(QImageEx& dst, const QImageEx& src, int width, int height, double angle,
                       unsigned char fill) {
     return vq::guarded(false, [&] { return scaleRotate(dst, src, width, height, angle, fill); });
-}
-
-bool selection_fast_scale(QImageEx& dst, const QSize& size, QImageEx& src, QRect& srcRect, QRect& dstRect,
-                          QSizeF& scale, QSize& canvas, QRect& clip) {
-    return vq::guarded(false, [&] {
-        return scaleMaskIntoView(dst, size, src, srcRect, dstRect, scale, canvas, clip);
-    });
-}
-
-bool ScaleDibAll(QImageEx& img, long width, long height, bool) {
-    img = vq::smoothScaled(img, vq::clampToInt(width), vq::clampToInt(height));
-    return true;
-}
-
-bool Scale8BitDib(QImageEx&, long, long, bool) { return true; }
-
-bool MirrorDib(QImageEx&, int) { return true; }
-
-bool ThEnlargeImage(QImageEx& dst, QImageEx& src, int pad, unsigned char fill) {
-    const int bytesPerPixel = vq::bytesPerPixel(src);
-    const int64_t grow = 2 * int64_t{pad};
-    QImageEx out;
-    if (!QImageEx::create(out, vq::clampToInt(src.width() + grow), vq::clampToInt(src.height() + grow),
-                          src.format()))
-        return false;
-    if (src.colorCount() > 0)
-        out.setColorTable(src.colorTable());
-    out.fill(static_cast<uint>(fill));
-
-    // Source (0, 0) lands at (pad, pad); only the overlap is copied.
-    const vq::IndexRange rows = vq::visibleRange(pad, src.height(), out.height());
-    const vq::IndexRange columns = vq::visibleRange(pad, src.width(), out.width());
-    const qsizetype rowBytes = static_cast<qsizetype>(columns.end - columns.begin) * bytesPerPixel;
-    for (int y = rows.begin; y < rows.end && rowBytes > 0; ++y)
-        std::memcpy(out.scanLine(y + pad) + static_cast<qsizetype>(columns.begin + pad) * bytesPerPixel,
-                    src.constScanLine(y) + static_cast<qsizetype>(columns.begin) * bytesPerPixel, rowBytes);
-    dst = out;
-    return true;
 }

@@ -10,6 +10,7 @@
 #include <vqutil/selection.h>
 
 #include "core/guard.h"
+#include "selection/polygon.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -38,15 +39,6 @@ struct MapView {
 
 bool usableMap(const QImageEx& map) { return !map.isNull() && map.depth() == 8; }
 
-// Where the edge a-b crosses row y (a.y != b.y, y between them): x truncated
-// toward zero. Wide arithmetic, so points anywhere in the int range are
-// safe; the crossing lies between a.x and b.x, so it fits an int.
-int edgeCrossingX(const CPoint& a, const CPoint& b, int y) {
-    const __int128 dy = int64_t(b.y) - a.y;
-    const __int128 dx = int64_t(b.x) - a.x;
-    return int(a.x + (int64_t(y) - a.y) * dx / dy);
-}
-
 // Crossings of each row with a closed outline, found in one pass over its
 // edges (the same half-open rule as CDibRegion::GetPointH), for filling.
 class RowCrossings {
@@ -70,7 +62,7 @@ public:
                 continue;
             const int lo = std::max(std::min(a.y, b.y), top_), hi = std::min(std::max(a.y, b.y) - 1, bottom_);
             for (int y = lo; y <= hi; ++y)
-                rows_[y - top_].push_back(edgeCrossingX(a, b, y));
+                rows_[y - top_].push_back(vq::edgeCrossingX(a, b, y));
         }
         for (auto& row : rows_)
             std::sort(row.begin(), row.end());
@@ -109,24 +101,6 @@ CBoundaryTrace::CBoundaryTrace() = default;
 CBoundaryTrace::CBoundaryTrace(const CBoundaryTrace&) = default;
 CBoundaryTrace& CBoundaryTrace::operator=(const CBoundaryTrace&) = default;
 CBoundaryTrace::~CBoundaryTrace() = default;
-
-int CDibRegion::GetPointH(QVector<unsigned int>& xs, int y, int n, CPoint* pts) {
-    xs.clear();
-    if (!pts || n < 2)
-        return 0;
-    std::vector<int> found;
-    for (int i = 0; i < n; ++i) {
-        const CPoint& a = pts[i];
-        const CPoint& b = pts[(i + 1) % n];
-        if (a.y == b.y || y < std::min(a.y, b.y) || y >= std::max(a.y, b.y))
-            continue;
-        found.push_back(edgeCrossingX(a, b, y));
-    }
-    std::sort(found.begin(), found.end());
-    for (int x : found)
-        xs.append(static_cast<unsigned int>(x));
-    return xs.size();
-}
 
 bool CBoundaryTrace::PtInMapRegion(CPoint p, int n, CPoint* pts) {
     if (!pts)

@@ -5,6 +5,7 @@
 #include <vqutil/composite.h>
 
 #include "core/guard.h"
+#include "selection/polygon.h"
 
 #include <QPainter>
 #include <QPolygon>
@@ -289,4 +290,22 @@ bool CDibRegion::Twist(long, double, long, bool) {
 bool CDibRegion::Rotate3D(double, long, bool) {
     m_borderChanged = true;
     return true;
+}
+
+int CDibRegion::GetPointH(QVector<unsigned int>& xs, int y, int n, CPoint* pts) {
+    xs.clear();
+    if (!pts || n < 2)
+        return 0;
+    std::vector<int> found;
+    for (int i = 0; i < n; ++i) {
+        const CPoint& a = pts[i];
+        const CPoint& b = pts[(i + 1) % n];
+        if (a.y == b.y || y < std::min(a.y, b.y) || y >= std::max(a.y, b.y))
+            continue;
+        found.push_back(vq::edgeCrossingX(a, b, y));
+    }
+    std::sort(found.begin(), found.end());
+    for (int x : found)
+        xs.append(static_cast<unsigned int>(x));
+    return xs.size();
 }
