@@ -100,7 +100,7 @@ TEST(PhotoKernels, ToneOperationsMatchThePlainRules) {
             const int L = vq::luma(p[2], p[1], p[0]);
             const vq::ToneShift shift = vq::toneShift(L, curve[L]);
             for (int c = 0; c < 3; ++c)
-                p[c] = vq::roundToByte(p[c] * shift.mul + shift.add);
+                p[c] = vq::byteRounded(p[c] * shift.mul + shift.add);
         })));
     }
     const struct {
@@ -132,7 +132,7 @@ TEST(PhotoKernels, ToneOperationsMatchThePlainRules) {
                     e = g + (e - g) * std::min(f, std::max(limit, 1.0));
             }
             for (int k = 0; k < 3; ++k)
-                p[k] = vq::roundToByte(v[k]);
+                p[k] = vq::byteRounded(v[k]);
         }))) << c.radius;
     }
 }
@@ -186,7 +186,7 @@ TEST(PhotoKernels, HazeMatchesThePlainRule) {
                 const double t = std::max(double(c.floor), 1.0 - 0.95 * s * D / a);
                 const double H = std::min(255.0, A[k] * std::max(1.0, 220 / brightest));
                 const double m = std::min(1.0 - c.floor, -s * (0.5 + 0.5 * std::min(1.0, D / a)));
-                p[k] = vq::roundToByte(s > 0 ? A[k] + (p[k] - A[k]) / t : p[k] + m * (H - p[k]));
+                p[k] = vq::byteRounded(s > 0 ? A[k] + (p[k] - A[k]) / t : p[k] + m * (H - p[k]));
             }
         }))) << c.strength;
     }

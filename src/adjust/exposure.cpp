@@ -3,6 +3,7 @@
 
 #include "adjust_support.h"
 #include "channel_tables.h"
+#include "core/byte_rules.h"
 #include "core/guard.h"
 #include "core/image_rows.h"
 #include "core/pixel_math.h"
@@ -11,8 +12,6 @@
 #include <cmath>
 
 namespace {
-
-uint8_t clampByte(int v) { return static_cast<uint8_t>(std::clamp(v, 0, 255)); }
 
 // Bytes 0, 1, 2 of 24-bit and deeper pixels through one table, in bands,
 // without progress reports; colour-table entries for other images.
@@ -46,7 +45,7 @@ vq::ByteTable exposureTable(double stops, double offset, double gamma) {
         int b = vq::truncSaturated(a + offset * 255.0);
         if (gamma != 0 && b > 0)
             b = vq::truncSaturated(std::pow(static_cast<float>(b) / 255.0f, 1 / gamma) * 255.0);
-        table[i] = clampByte(b);
+        table[i] = vq::byteClamped(b);
     }
     return table;
 }
@@ -68,7 +67,7 @@ void exposure(QImageEx& image, float ev, float gamma) {
     for (int i = 0; i < 256; ++i) {
         const int first = std::clamp(
             vq::truncSaturated(std::pow(static_cast<float>(i / 255.0), 1 / gamma) * 255.0), 0, 255);
-        table[i] = clampByte(vq::truncSaturated(first * k));
+        table[i] = vq::byteClamped(vq::truncSaturated(first * k));
     }
     AdjustRGBOffset(image, nullptr, table, table, table, nullptr);
 }

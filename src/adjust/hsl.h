@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "core/byte_rules.h"
+
 namespace vq {
 
 struct Hsl {
@@ -41,12 +43,6 @@ struct Rgb8 {
     uint8_t r = 0, g = 0, b = 0;
 };
 
-// floor(v x 255 + 0.5), kept to a byte for values slightly outside 0..1.
-inline uint8_t unitToByte(double v) {
-    const double scaled = std::floor(v * 255 + 0.5);
-    return static_cast<uint8_t>(scaled <= 0 ? 0 : scaled >= 255 ? 255 : scaled);
-}
-
 inline Rgb8 hslToRgb(Hsl c) {
     const double m2 = c.l <= 0.5 ? c.l * (1 + c.s) : c.l + c.s - c.l * c.s;
     if (!(m2 > 0))
@@ -66,7 +62,7 @@ inline Rgb8 hslToRgb(Hsl c) {
     case 4: r = up; g = m1; b = m2; break;
     default: r = m2; g = m1; b = down; break;
     }
-    return {unitToByte(r), unitToByte(g), unitToByte(b)};
+    return {byteFromUnitRounded(r), byteFromUnitRounded(g), byteFromUnitRounded(b)};
 }
 
 }  // namespace vq

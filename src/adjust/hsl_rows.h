@@ -170,7 +170,7 @@ VQ_LANES HslLanes toHslLanes(RgbLanes c) {
     return out;
 }
 
-// unitToByte: floor(v x 255 + 0.5) kept to 0..255; truncation is the floor
+// byteFromUnitRounded: floor(v x 255 + 0.5) kept to 0..255; truncation is the floor
 // once the value is clamped to that range. (Edits never give NaN.)
 VQ_LANES __m256i byteLanes(__m512d v) {
     __m512d t = _mm512_add_pd(_mm512_mul_pd(v, broadcast(255.0)), broadcast(0.5));

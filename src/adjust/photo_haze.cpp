@@ -146,7 +146,7 @@ std::array<HazeTable, 3> hazeTables(const Airlight& air, int channels, double st
                     const double mix = std::min(1.0 - floor, -strength * depth);
                     J = I + mix * (haze[c] - I);
                 }
-                table[D * 256 + I] = vq::roundToByte(J);
+                table[D * 256 + I] = vq::byteRounded(J);
             }
         }
     }

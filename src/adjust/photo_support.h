@@ -9,6 +9,7 @@
 // operation leaves the image alone rather than finish from a partial plane.
 #pragma once
 
+#include "core/byte_rules.h"
 #include "core/parallel.h"
 #include "core/scratch.h"
 
@@ -32,13 +33,6 @@ inline bool clampedParameter(double v, double lo, double hi, double& out) {
 
 // A pixel's luminance, 0..255 (the weights sum to 256).
 inline int luma(int red, int green, int blue) { return (77 * red + 150 * green + 29 * blue + 128) >> 8; }
-
-// v rounded to the nearest byte, clamped to 0..255 (NaN gives 0). The
-// clamp comes before the conversion, so that it stays defined and
-// vectorises.
-inline uint8_t roundToByte(double v) {
-    return static_cast<uint8_t>(static_cast<int>(std::min(std::max(0.0, v + 0.5), 255.5)));
-}
 
 // Moves the channels of a pixel of luminance L towards luminance L2 with its
 // hue kept: c' = c mul + add. Lifting shrinks every channel's distance to

@@ -32,7 +32,7 @@ std::vector<uint8_t> highlightShadowCurve(double shadows, double highlights) {
         double x = L / 255.0;
         x += shadowGain * x * std::pow(1 - x, 6);
         x -= highlightGain * (1 - x) * std::pow(x, 6);
-        curve[L] = roundToByte(255 * x);
+        curve[L] = byteRounded(255 * x);
     }
     return curve;
 }
@@ -53,7 +53,7 @@ std::vector<uint8_t> localToneTable(const LocalToneSettings& s) {
                 x = 1 - std::pow(1 - x, 1 / (1 + 2 * recover));
             if (s.contrast != 0)
                 x += 0.9 * s.contrast * x * (1 - x) * (2 * x - 1);
-            table[M * 256 + L] = roundToByte(255 * x);
+            table[M * 256 + L] = byteRounded(255 * x);
         }
     }
     return table;
@@ -64,7 +64,7 @@ std::vector<uint8_t> localToneTable(const LocalToneSettings& s) {
 namespace {
 
 using vq::luma;
-using vq::roundToByte;
+using vq::byteRounded;
 
 bool isColourDepth(const QImage& image) { return image.depth() == 24 || image.depth() == 32; }
 // --- the global curve ----------------------------------------------------------------------------
@@ -75,7 +75,7 @@ std::vector<uint8_t> channelTable(const std::vector<uint8_t>& curve) {
     for (int L = 0; L < 256; ++L) {
         const vq::ToneShift shift = vq::toneShift(L, curve[L]);
         for (int c = 0; c < 256; ++c)
-            table[L * 256 + c] = roundToByte(c * shift.mul + shift.add);
+            table[L * 256 + c] = byteRounded(c * shift.mul + shift.add);
     }
     return table;
 }
@@ -129,9 +129,9 @@ __attribute__((always_inline)) inline void saturatedShift(uint8_t* __restrict ch
         const double lo = std::min(v0, std::min(v1, v2));
         const double limit = std::min((255 - y) / std::max(hi - y, 1e-9), y / std::max(y - lo, 1e-9));
         const double s = std::min(factors[i], std::max(limit, 1.0));
-        p[0] = roundToByte(y + (v0 - y) * s);
-        p[1] = roundToByte(y + (v1 - y) * s);
-        p[2] = roundToByte(y + (v2 - y) * s);
+        p[0] = byteRounded(y + (v0 - y) * s);
+        p[1] = byteRounded(y + (v1 - y) * s);
+        p[2] = byteRounded(y + (v2 - y) * s);
     }
 }
 
@@ -168,7 +168,7 @@ __attribute__((always_inline)) inline void localTonePixels(uint8_t* __restrict r
             for (int i = 0; i < n; ++i) {
                 uint8_t* p = chunk + i * Bpp;
                 for (int c = 0; c < 3; ++c)
-                    p[c] = roundToByte(p[c] * muls[i] + adds[i]);
+                    p[c] = byteRounded(p[c] * muls[i] + adds[i]);
             }
     }
 }

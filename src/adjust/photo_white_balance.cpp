@@ -17,7 +17,7 @@ double srgbFromLinear(double v) { return v <= 0.0031308 ? v * 12.92 : 1.055 * st
 void gainTable(uint8_t* table, double gain) {
     for (int v = 0; v < 256; ++v)
         table[v] = gain == 1 ? static_cast<uint8_t>(v)
-                             : vq::roundToByte(255 * srgbFromLinear(std::min(1.0, linearFromSrgb(v / 255.0) * gain)));
+                             : vq::byteRounded(255 * srgbFromLinear(std::min(1.0, linearFromSrgb(v / 255.0) * gain)));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 // to kRun pixels in three vectorisable passes (the pixels' YUV, the nearest
 // source one source at a time, the weighted shift), with the run's values
 // in small arrays on the stack.
+#include "core/byte_rules.h"
 #include "selective_kernels.h"
 
 #include "core/guard.h"
@@ -26,14 +27,6 @@ using vq::ReplaceSource;
 constexpr int kRun = 256;
 constexpr double kComponentLimit = 1000;
 constexpr double kDistanceLimit = 1000;
-
-// floor(v + 0.5) clamped to 0..255. |v| < 6000 (shifts of components
-// within +-2000), so the conversion is safe; truncation differs from floor
-// only below 0, which clamps to 0 either way. Integer clamps, unlike double
-// min/max, keep the loop free of branches.
-VQ_INLINE uint32_t roundedByte(double v) {
-    return static_cast<uint32_t>(std::min(std::max(static_cast<int>(v + 0.5), 0), 255));
-}
 
 template <int Bpp, bool Masked, bool Soft>
 VQ_INLINE void replaceRun(uint8_t* __restrict row, const uint8_t* __restrict mask, int width,
@@ -78,8 +71,8 @@ VQ_INLINE void replaceRun(uint8_t* __restrict row, const uint8_t* __restrict mas
             uint32_t word = 0;
             std::memcpy(&word, pixels + i * Bpp, Bpp);
             const int B = word & 0xFF, G = (word >> 8) & 0xFF, R = (word >> 16) & 0xFF;
-            uint32_t out = (word & 0xFF000000u) | roundedByte(R + dr) << 16 | roundedByte(G + dg) << 8 |
-                           roundedByte(B + db);
+            uint32_t out = (word & 0xFF000000u) | vq::byteRoundedInRange(R + dr) << 16 | vq::byteRoundedInRange(G + dg) << 8 |
+                           vq::byteRoundedInRange(B + db);
             if (Masked)
                 out = (word & keep[i]) | (out & ~keep[i]);
             std::memcpy(pixels + i * Bpp, &out, Bpp);

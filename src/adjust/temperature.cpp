@@ -8,6 +8,7 @@
 // an inverse cube root refined by Newton steps in double precision and
 // rounded to float once, which gives the correctly rounded cube root on
 // the whole range the pass meets.
+#include "core/byte_rules.h"
 #include "temperature.h"
 
 #include <vqutil/adjust.h>
@@ -90,8 +91,6 @@ VQ_MULTIVERSION_WIDE void forwardStage(int count, Chunk& c) {
     }
 }
 
-inline uint8_t unitToByte(float v) { return static_cast<uint8_t>(static_cast<int>(std::min(std::max(v, 0.0f), 1.0f) * 255)); }
-
 // Lab with b* shifted and back to RGB bytes.
 VQ_MULTIVERSION_WIDE void backwardStage(uint8_t* __restrict row, int count, int bpp, float amount, const Chunk& c) {
     for (int i = 0; i < count; ++i) {
@@ -108,9 +107,9 @@ VQ_MULTIVERSION_WIDE void backwardStage(uint8_t* __restrict row, int count, int 
         const float R = kRx * X + kRy * Y + kRz * Z;
         const float G = kGx * X + kGy * Y + kGz * Z;
         const float B = kBx * X + kBy * Y + kBz * Z;
-        row[i * bpp] = unitToByte(B);
-        row[i * bpp + 1] = unitToByte(G);
-        row[i * bpp + 2] = unitToByte(R);
+        row[i * bpp] = vq::byteFromUnitTruncatedF(B);
+        row[i * bpp + 1] = vq::byteFromUnitTruncatedF(G);
+        row[i * bpp + 2] = vq::byteFromUnitTruncatedF(R);
     }
 }
 
@@ -136,9 +135,9 @@ void temperaturePixelReference(const uint8_t* in, uint8_t* out, int amount) {
     const float Xo = kWhiteX * labInverse(fx);
     const float Yo = labInverse(fy);
     const float Zo = kWhiteZ * labInverse(fz);
-    out[2] = unitToByte(kRx * Xo + kRy * Yo + kRz * Zo);
-    out[1] = unitToByte(kGx * Xo + kGy * Yo + kGz * Zo);
-    out[0] = unitToByte(kBx * Xo + kBy * Yo + kBz * Zo);
+    out[2] = vq::byteFromUnitTruncatedF(kRx * Xo + kRy * Yo + kRz * Zo);
+    out[1] = vq::byteFromUnitTruncatedF(kGx * Xo + kGy * Yo + kGz * Zo);
+    out[0] = vq::byteFromUnitTruncatedF(kBx * Xo + kBy * Yo + kBz * Zo);
 }
 
 void temperatureRow(uint8_t* row, int width, int bpp, int amount) {

@@ -4,6 +4,7 @@
 // builds byte tables and applies them with AdjustRGBOffset.
 #include <vqutil/adjust.h>
 
+#include "core/byte_rules.h"
 #include "levels_support.h"
 
 #include <QImage>
@@ -23,14 +24,6 @@ Table identityTable() {
         t[i] = static_cast<unsigned char>(i);
     return t;
 }
-
-unsigned char clampedByte(double v) {
-    if (!(v > 0))
-        return 0;  // NaN too
-    return v >= 255 ? 255 : static_cast<unsigned char>(static_cast<int>(v));
-}
-
-unsigned char clampedByte(int64_t v) { return static_cast<unsigned char>(v < 0 ? 0 : v > 255 ? 255 : v); }
 
 void applyTables(QImageEx& image, const QImageEx* mask, Table& red, Table& green, Table& blue) {
     AdjustRGBOffset(image, mask, red.data(), green.data(), blue.data(), nullptr);
@@ -52,7 +45,7 @@ bool CDib::getColorMapByContrast(unsigned char* red, unsigned char* green, unsig
     const double contrasts[3] = {c1, c2, c3};
     for (int k = 0; k < 3; ++k)
         for (int i = 0; i < 256; ++i)
-            tables[k][i] = clampedByte((tables[k][i] - 128) * contrasts[k] + 128);
+            tables[k][i] = vq::byteTruncated((tables[k][i] - 128) * contrasts[k] + 128);
     return true;
 }
 
@@ -78,7 +71,7 @@ void CDib::Gramma(QImageEx& image, const QImageEx* mask, int red, int green, int
         t[0] = 0;
         t[255] = 255;
         for (int i = 1; i <= 254; ++i)
-            t[i] = clampedByte(std::pow(i / 255.0, exponent) * 255);
+            t[i] = vq::byteTruncated(std::pow(i / 255.0, exponent) * 255);
         return t;
     };
     Table r = gammaTable(red), g = gammaTable(green), b = gammaTable(blue);
@@ -88,8 +81,8 @@ void CDib::Gramma(QImageEx& image, const QImageEx* mask, int red, int green, int
 void CDib::ColorBalana(QImageEx& image, const QImageEx* mask, int red, int green, int blue) {
     Table r, g = identityTable(), b;
     for (int i = 0; i < 256; ++i) {
-        r[i] = clampedByte(int64_t(i) + red - green);
-        b[i] = clampedByte(int64_t(i) + blue - green);
+        r[i] = vq::byteClamped(int64_t(i) + red - green);
+        b[i] = vq::byteClamped(int64_t(i) + blue - green);
     }
     applyTables(image, mask, r, g, b);
 }
@@ -103,8 +96,8 @@ void CDib::adjustBrightAndContrast(QImageEx& image, const QImageEx* mask, double
             v = i / (2 * (127 - brightness * 255 * 0.6)) * 255;  // a stretch: the top comes sooner
         else
             v = i + brightness * 255;  // a shift down
-        const int level = clampedByte(v);
-        t[i] = clampedByte((level - 128) * k + 128);
+        const int level = vq::byteTruncated(v);
+        t[i] = vq::byteTruncated((level - 128) * k + 128);
     }
     applyTables(image, mask, t, t, t);
 }

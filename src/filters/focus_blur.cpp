@@ -2,6 +2,7 @@
 // and a per-pixel blend of the two levels that bracket the mask value.
 #include <vqutil/filters.h>
 
+#include "core/byte_rules.h"
 #include "core/guard.h"
 #include "core/happens_before.h"
 #include "core/scratch.h"
@@ -85,12 +86,6 @@ float maskValue(const MaskGeometry& g, int x, int y) {
 
 // --- the blend -----------------------------------------------------------------------------
 
-inline uint8_t unitToByte(double v) {
-    if (!(v >= 0))
-        return 0;
-    return v > 1 ? 255 : static_cast<uint8_t>(static_cast<int>(v * 255));
-}
-
 // Blends the two levels around each mask value, pixel by pixel in row
 // order; the bracketing interval is kept from pixel to pixel while the mask
 // value stays inside it.
@@ -117,10 +112,10 @@ void blendLevels(QImageEx& img, const std::vector<float*>& levels, const float* 
             double rgba[4];
             for (int c = 0; c < 4; ++c)
                 rgba[c] = below[c] + (above[c] - below[c]) * t;
-            row[4 * x + 0] = unitToByte(rgba[2]);
-            row[4 * x + 1] = unitToByte(rgba[1]);
-            row[4 * x + 2] = unitToByte(rgba[0]);
-            row[4 * x + 3] = unitToByte(rgba[3]);
+            row[4 * x + 0] = vq::byteFromUnitTruncated(rgba[2]);
+            row[4 * x + 1] = vq::byteFromUnitTruncated(rgba[1]);
+            row[4 * x + 2] = vq::byteFromUnitTruncated(rgba[0]);
+            row[4 * x + 3] = vq::byteFromUnitTruncated(rgba[3]);
         }
     }
 }

@@ -55,7 +55,7 @@ namespace {
 template <typename Out>
 inline void storeResult(Out* out, float v) {
     if constexpr (std::is_same_v<Out, uint8_t>)
-        *out = filteredByte(v);
+        *out = byteTruncatedF(v);
     else
         *out = v;
 }
@@ -129,7 +129,7 @@ __attribute__((target("avx2"))) inline __m256d loadCarried(const H* p) {
 }
 
 // Four results: as floats, or as bytes clamped to 0..255 and truncated
-// (max/min with 0 first turns NaN into 0, as filteredByte does).
+// (max/min with 0 first turns NaN into 0, as byteTruncatedF does).
 template <typename Out>
 __attribute__((target("avx2"))) inline void storeFour(Out* out, __m256d z) {
     const __m128 v = _mm256_cvtpd_ps(z);

@@ -17,6 +17,8 @@
 #include <functional>
 #include <vector>
 
+#include "core/byte_rules.h"
+
 namespace vq {
 
 struct RecursiveGaussianCoefficients {
@@ -54,13 +56,5 @@ bool recursiveGaussianBytes(uint8_t* bits, qsizetype stride, int width, int heig
 // into `destination` (which may be the source).
 void recursiveGaussianPlane(const float* source, float* destination, int width, int height, int channels,
                             const RecursiveGaussianCoefficients& g, Carried carried);
-
-// The byte a filtered value is stored as: truncated, 0 below 0 (and for
-// NaN), 255 above 255.
-inline uint8_t filteredByte(float v) {
-    if (!(v > 0))
-        return 0;
-    return v > 255 ? 255 : static_cast<uint8_t>(v);
-}
 
 }  // namespace vq
